@@ -1,0 +1,5 @@
+// EQAggregateLogger: start-up of the power-state aggregation.
+#include "aggregate/eq_aggregate_logger.h"
+
+EQAggregateLogger::EQAggregateLogger() = default;
+EQAggregateLogger::~EQAggregateLogger() = default;

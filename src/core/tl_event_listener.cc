@@ -1,0 +1,49 @@
+// TLEventListener: listener start-up order and the thermal-level samples.
+#include "core/tl_event_listener.h"
+
+#include <mutex>
+
+#include "aggregate/eq_aggregate_logger.h"
+#include "platform/platform.h"
+#include "power/tl_power_event_listener.h"
+#include "sessions/tl_application_state_change_event_listener.h"
+
+namespace {
+// Kept for the life of the process; the registration is never cancelled.
+int32_t g_thermalToken = 0;
+
+constexpr char kThermalLevelsKey[] = "com.veltro.dovetop.thermalLevels";
+}  // namespace
+
+std::unique_ptr<TLEventListener> TLEventListener::initWithQueue(tl::platform::SerialQueue& queue) {
+  auto hub = std::make_unique<TLEventListener>();
+  // A later listener may rely on an earlier one existing: the order is fixed.
+  hub->_appStateChangeEventListener = std::make_unique<TLApplicationStateChangeEventListener>();
+  hub->_powerEventListener = TLPowerEventListener::initWithQueue(queue);
+  hub->_aggregateLogger = std::make_unique<EQAggregateLogger>();
+  hub->registerForThermalNotification();
+  return hub;
+}
+
+TLEventListener::~TLEventListener() {
+  _appStateChangeEventListener.reset();
+  _powerEventListener.reset();
+  _aggregateLogger.reset();
+}
+
+void TLEventListener::registerForThermalNotification() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    auto& platform = tl::platform::Current();
+    // The handler touches no module state, so it may run on a concurrent queue. Its result is
+    // ignored: without the registration the module simply has no thermal samples.
+    platform.namedNotifications().registerDispatch(
+        tl::platform::kThermalLevelNotification, &g_thermalToken,
+        platform.dispatch().globalQueue(tl::platform::QualityOfService::kDefault),
+        [](int32_t) {
+          // Every notification is one sample, also when the level did not change.
+          int64_t level = tl::platform::Current().namedNotifications().thermalLevel();
+          TLClientPushValueForDistributionKey(kThermalLevelsKey, static_cast<double>(level));
+        });
+  });
+}

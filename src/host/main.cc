@@ -1,0 +1,101 @@
+// tallyd: the statistics daemon that hosts the event module, with its replay and store commands.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "host/replay.h"
+#include "host/stats_store.h"
+
+namespace {
+
+constexpr char kUsage[] =
+    "usage:\n"
+    "  tallyd replay TRACE [--root DIR] [--db FILE] [--out FILE] [--notifications]\n"
+    "  tallyd keys --db FILE [PREFIX]\n";
+
+int Usage() {
+  std::fputs(kUsage, stderr);
+  return 64;
+}
+
+// Parses "--name value" options and positional arguments; false on an unknown option.
+bool ParseOptions(const std::vector<std::string>& args, const std::vector<std::string>& withValue,
+                  const std::vector<std::string>& flags,
+                  std::vector<std::pair<std::string, std::string>>& options,
+                  std::vector<std::string>& positional) {
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    if (!a.starts_with("--")) {
+      positional.push_back(a);
+    } else if (std::find(flags.begin(), flags.end(), a) != flags.end()) {
+      options.emplace_back(a, "");
+    } else if (std::find(withValue.begin(), withValue.end(), a) != withValue.end() &&
+               i + 1 < args.size()) {
+      options.emplace_back(a, args[++i]);
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
+int Main(const std::vector<std::string>& args) {
+  if (args.empty()) return Usage();
+  const std::string& command = args[0];
+  std::vector<std::string> rest(args.begin() + 1, args.end());
+  std::vector<std::pair<std::string, std::string>> options;
+  std::vector<std::string> positional;
+
+  if (command == "replay" || command == "__segment") {
+    bool segment = command == "__segment";
+    std::vector<std::string> withValue = {"--root", "--db", "--out"};
+    std::vector<std::string> flags = {"--notifications"};
+    if (segment) {
+      withValue.insert(withValue.end(), {"--from", "--to", "--state"});
+      flags.insert(flags.end(), {"--resume", "--last"});
+    }
+    if (!ParseOptions(rest, withValue, flags, options, positional) || positional.size() != 1) {
+      return Usage();
+    }
+    tl::host::SegmentOptions s;
+    s.replay.trace = positional[0];
+    for (const auto& [name, value] : options) {
+      if (name == "--root") s.replay.root = value;
+      if (name == "--db") s.replay.db = value;
+      if (name == "--out") s.replay.out = value;
+      if (name == "--notifications") s.replay.notifications = true;
+      if (name == "--from") s.from = std::stoul(value);
+      if (name == "--to") s.to = std::stoul(value);
+      if (name == "--state") s.state = value;
+      if (name == "--resume") s.resume = true;
+      if (name == "--last") s.last = true;
+    }
+    return segment ? tl::host::RunSegment(s) : tl::host::Replay(s.replay);
+  }
+  if (command == "keys") {
+    if (!ParseOptions(rest, {"--db"}, {}, options, positional) || positional.size() > 1 ||
+        options.size() != 1) {
+      return Usage();
+    }
+    tl::host::StatsStore store(options[0].second);
+    for (const std::string& line : store.describe(positional.empty() ? "" : positional[0])) {
+      std::puts(line.c_str());
+    }
+    return 0;
+  }
+  return Usage();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Main(std::vector<std::string>(argv + 1, argv + argc));
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "tallyd: %s\n", e.what());
+    return 3;
+  }
+}

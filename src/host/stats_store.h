@@ -1,0 +1,48 @@
+// StatsStore: the daemon's SQLite store of scalar and distribution keys, one row per key per
+// local day.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tl::host {
+
+class StatsStore {
+ public:
+  // Opens (creating if needed) the store at path; throws std::runtime_error on failure.
+  explicit StatsStore(const std::string& path);
+  ~StatsStore();
+  StatsStore(const StatsStore&) = delete;
+  StatsStore& operator=(const StatsStore&) = delete;
+
+  // Adds value to key's value of day.
+  void addScalar(const std::string& day, const std::string& key, int64_t value);
+  void addScalar(const std::string& day, const std::string& key, double value);
+  // Records one sample of key on day: count, sum, min and max.
+  void pushSample(const std::string& day, const std::string& key, double value);
+
+  // Groups the writes of one trace step into one transaction.
+  void begin();
+  void commit();
+
+  // Every stored key whose name starts with prefix, sorted by key then day, one line each:
+  // "KEY DAY VALUE" for a scalar, "KEY DAY samples=N sum=S min=A max=B" for a distribution.
+  std::vector<std::string> describe(const std::string& prefix);
+
+ private:
+  void exec(const char* sql);
+  sqlite3_stmt* prepare(const char* sql);
+
+  sqlite3* db_ = nullptr;
+  sqlite3_stmt* addInteger_ = nullptr;
+  sqlite3_stmt* addReal_ = nullptr;
+  sqlite3_stmt* push_ = nullptr;
+};
+
+// Shortest text that reads back as the same double; integers without a decimal point.
+std::string FormatNumber(double value);
+
+}  // namespace tl::host

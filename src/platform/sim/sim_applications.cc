@@ -1,0 +1,161 @@
+// SimApplications: proxies from the apps data and delivery of monitor, workspace and activity
+// events on the system's queues.
+#include "platform/sim/sim_applications.h"
+
+#include <algorithm>
+
+namespace tl::sim {
+
+using namespace platform;
+
+RSApplicationProxy ProxyFromJson(const Json& j) {
+  auto text = [&](const char* key) -> std::optional<std::string> {
+    auto it = j.find(key);
+    if (it == j.end() || !it->is_string()) return std::nullopt;
+    return it->get<std::string>();
+  };
+  auto integer = [&](const char* key) -> std::optional<int64_t> {
+    auto it = j.find(key);
+    if (it == j.end() || !it->is_number_integer()) return std::nullopt;
+    return it->get<int64_t>();
+  };
+  RSApplicationProxy p;
+  p.bundleIdentifier = j.at("bundle").get<std::string>();
+  p.bundleVersion = text("bundle_version");
+  p.shortVersionString = text("short_version");
+  if (auto vendor = text("vendor_id")) p.deviceIdentifierForVendor = Uuid::parse(*vendor);
+  p.itemID = integer("item_id");
+  p.storeCohortMetadata = text("cohort");
+  p.storeFront = integer("store_front");
+  if (auto it = j.find("entitlements"); it != j.end() && it->is_object()) {
+    p.entitlements = *ToValue(*it).dictionary();
+  }
+  // A proxy written without a type is a user application; null means the registry has none.
+  p.applicationType = j.contains("type") ? text("type") : std::optional<std::string>("User");
+  p.originalInstallType = j.value("original_install_type", 0u);
+  p.installType = j.value("install_type", 0u);
+  p.isAppUpdate = j.value("is_update", false);
+  p.isPurchasedReDownload = j.value("is_redownload", false);
+  return p;
+}
+
+class SimApplications::Monitor : public ApplicationStateMonitor {
+ public:
+  explicit Monitor(SimApplications& apps) : apps_(apps) { apps_.monitors_.push_back(this); }
+  ~Monitor() override { std::erase(apps_.monitors_, this); }
+
+  void setHandler(Handler handler) override {
+    handler_ = handler ? std::make_shared<Handler>(std::move(handler)) : nullptr;
+  }
+
+  void applicationInfoForPid(int32_t pid, Handler completion) override {
+    auto it = apps_.applicationInfo_.find(pid);
+    Dictionary info = it == apps_.applicationInfo_.end() ? Dictionary{} : it->second;
+    apps_.answerQueue_->async([completion = std::move(completion), info] { completion(info); });
+  }
+
+  void deliver(const Dictionary& stateInfo) {
+    if (!handler_) return;
+    auto handler = handler_;
+    apps_.monitorQueue_->async([handler, stateInfo] { (*handler)(stateInfo); });
+  }
+
+ private:
+  SimApplications& apps_;
+  std::shared_ptr<Handler> handler_;
+};
+
+SimApplications::SimApplications(SimContext context)
+    : context_(context),
+      monitorQueue_(std::make_unique<SimQueue>(context.scheduler, "system.appstate", true)),
+      answerQueue_(std::make_unique<SimQueue>(context.scheduler, "system.appinfo", true)),
+      workspaceQueue_(std::make_unique<SimQueue>(context.scheduler, "system.workspace", true)),
+      activityQueue_(std::make_unique<SimQueue>(context.scheduler, "system.activity", true)) {}
+
+SimApplications::~SimApplications() = default;
+
+std::unique_ptr<ApplicationStateMonitor> SimApplications::createStateMonitor() {
+  return std::make_unique<Monitor>(*this);
+}
+
+void SimApplications::addWorkspaceObserver(WorkspaceObserver& observer) {
+  observers_.push_back(&observer);
+}
+
+void SimApplications::removeWorkspaceObserver(WorkspaceObserver& observer) {
+  std::erase(observers_, &observer);
+}
+
+ProxyRef SimApplications::proxyForIdentifier(const std::string& bundleIdentifier) {
+  for (const Json& app : context_.data.field("apps")) {
+    if (app["bundle"] == bundleIdentifier) {
+      return std::make_shared<const RSApplicationProxy>(ProxyFromJson(app));
+    }
+  }
+  RSApplicationProxy unknown;
+  unknown.bundleIdentifier = bundleIdentifier;
+  return std::make_shared<const RSApplicationProxy>(std::move(unknown));
+}
+
+void SimApplications::registerActivity(const std::string& name, const ActivityCriteria& criteria,
+                                       Handler handler) {
+  auto shared = std::make_shared<Handler>(std::move(handler));
+  activities_[name] = Activity{criteria, shared};
+  activityQueue_->async([shared] { (*shared)(ActivityState::kCheckIn); });
+}
+
+void SimApplications::addProxy(const Json& proxy) {
+  Json& apps = context_.data.mutableJson()["apps"];
+  for (Json& app : apps) {
+    if (app["bundle"] == proxy["bundle"]) {
+      app = proxy;
+      return;
+    }
+  }
+  apps.push_back(proxy);
+}
+
+void SimApplications::reportState(const Dictionary& stateInfo) {
+  for (Monitor* monitor : monitors_) monitor->deliver(stateInfo);
+}
+
+void SimApplications::setApplicationInfo(int32_t pid, Dictionary info) {
+  applicationInfo_[pid] = std::move(info);
+}
+
+void SimApplications::workspaceNotice(Notice notice, const std::vector<std::string>& bundles) {
+  std::vector<ProxyRef> proxies;
+  for (const std::string& bundle : bundles) proxies.push_back(proxyForIdentifier(bundle));
+  for (WorkspaceObserver* observer : observers_) {
+    workspaceQueue_->async([observer, notice, proxies] {
+      switch (notice) {
+        case Notice::kInstalled:
+          return observer->applicationsDidInstall(proxies);
+        case Notice::kUninstalled:
+          return observer->applicationsDidUninstall(proxies);
+        case Notice::kInstallStarted:
+          return observer->applicationInstallsDidStart(proxies);
+        case Notice::kInstallFailed:
+          return observer->applicationsDidFailToInstall(proxies);
+        case Notice::kInstallCancelled:
+          return observer->applicationInstallsDidCancel(proxies);
+      }
+    });
+  }
+}
+
+bool SimApplications::runActivity(const std::string& name, ActivityState state) {
+  auto it = activities_.find(name);
+  if (it == activities_.end()) return false;
+  auto handler = it->second.handler;
+  activityQueue_->async([handler, state] { (*handler)(state); });
+  return true;
+}
+
+std::optional<ActivityCriteria> SimApplications::activityCriteria(const std::string& name) const {
+  auto it = activities_.find(name);
+  if (it == activities_.end()) return std::nullopt;
+  return it->second.criteria;
+}
+
+}  // namespace tl::sim

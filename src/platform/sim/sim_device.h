@@ -1,0 +1,114 @@
+// SimDevice: a deterministic simulated device implementing every platform role from its data.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/faulty_file_system.h"
+#include "platform/platform.h"
+#include "platform/posix_file_system.h"
+#include "platform/sim/device_data.h"
+#include "platform/sim/sim_applications.h"
+#include "platform/sim/sim_environment.h"
+#include "platform/sim/sim_ipc.h"
+#include "platform/sim/sim_kernel.h"
+#include "platform/sim/sim_named_notifications.h"
+#include "platform/sim/sim_outputs.h"
+#include "platform/sim/sim_registry.h"
+#include "platform/sim/sim_scheduler.h"
+
+namespace tl::sim {
+
+inline constexpr char kBatterySaverModeNotification[] = "com.veltro.system.batterysavermode";
+// The device path of the per-user temporary directory, inside the sandbox.
+inline constexpr char kTemporaryDirectory[] = "/var/tmp/";
+
+// Driven from one thread: the driver changes the device, then runs the queues empty
+// (runUntilIdle) or moves time (advanceTo). Outputs are kept in outputs() and handed to a sink.
+class SimDevice : public platform::Platform {
+ public:
+  // device holds device fields (see DeviceData); invalid fields throw std::invalid_argument.
+  // sandbox is the directory that stands for the device's "/"; when empty a fresh temporary
+  // directory is made and removed with the device.
+  explicit SimDevice(const Json& device = Json::object(), std::string sandbox = "");
+  ~SimDevice() override;
+  SimDevice(const SimDevice&) = delete;
+  SimDevice& operator=(const SimDevice&) = delete;
+
+  // Platform.
+  platform::Clock& clock() override { return scheduler_; }
+  platform::Dispatch& dispatch() override { return scheduler_; }
+  platform::NamedNotifications& namedNotifications() override { return notifications_; }
+  platform::NotificationCenter& notificationCenter() override { return center_; }
+  platform::DeviceRegistry& registry() override { return registry_; }
+  platform::SystemPower& systemPower() override { return registry_; }
+  platform::Applications& applications() override { return applications_; }
+  platform::ActivityScheduler& activities() override { return applications_; }
+  platform::Kernel& kernel() override { return kernel_; }
+  platform::Environment& environment() override { return environment_; }
+  platform::FileSystem& files() override { return faulty_; }
+  platform::Ipc& ipc() override { return ipc_; }
+  platform::MessageTransport& messages() override { return ipc_; }
+  platform::StatisticsClient& statistics() override { return outputs_; }
+  platform::SystemLog& log() override { return outputs_; }
+
+  // Driving.
+  void runUntilIdle() { scheduler_.runUntilIdle(); }
+  void advanceTo(int64_t elapsedNanoseconds) { scheduler_.advanceTo(elapsedNanoseconds); }
+  void advanceBy(double seconds);
+  double elapsedSeconds() const { return scheduler_.elapsedSeconds(); }
+
+  // Changes of the device. set() takes validated fields and raises no event.
+  void set(const Json& fields);
+  void setThermalLevel(int64_t level);
+  // Sets the state (if given) of a system-wide notification, then posts it.
+  void postNamedNotification(const std::string& name, std::optional<uint64_t> state);
+  void memoryPressure(unsigned level) { scheduler_.memoryPressure(level); }
+  // Merges properties into the battery entry, then the entry reports a status change.
+  void mergeBattery(const Json& properties);
+  // The backlight's brightness value changes and the service reports a property change.
+  void setBacklightValue(int64_t value);
+
+  // The simulated parts, for drivers and tests.
+  SimScheduler& scheduler() { return scheduler_; }
+  DeviceData& data() { return data_; }
+  SimOutputs& outputs() { return outputs_; }
+  SimNamedNotifications& notifications() { return notifications_; }
+  SimRegistry& simRegistry() { return registry_; }
+  SimApplications& simApplications() { return applications_; }
+  SimKernel& simKernel() { return kernel_; }
+  SimEnvironment& simEnvironment() { return environment_; }
+  SimIpc& simIpc() { return ipc_; }
+  platform::FaultyFileSystem& faults() { return faulty_; }
+  const std::string& sandbox() const { return sandbox_; }
+  // The host path of a device path.
+  std::string hostPath(const std::string& devicePath) const { return posix_.hostPath(devicePath); }
+
+  // Carrying the device over a restart of the daemon: its data, virtual time and notification
+  // states; the sandbox's files stay where they are.
+  Json saveState() const;
+  static std::unique_ptr<SimDevice> restore(const Json& state, std::string sandbox);
+
+ private:
+  void writeFiles(const Json& files);
+  void syncFromData();
+
+  bool ownsSandbox_;  // before sandbox_: it is decided from the argument sandbox_ takes
+  std::string sandbox_;
+  DeviceData data_;
+  SimScheduler scheduler_;
+  SimOutputs outputs_;
+  SimContext context_;
+  platform::NotificationCenter center_;
+  SimNamedNotifications notifications_;
+  SimRegistry registry_;
+  SimApplications applications_;
+  SimKernel kernel_;
+  SimEnvironment environment_;
+  SimIpc ipc_;
+  platform::PosixFileSystem posix_;
+  platform::FaultyFileSystem faulty_;
+};
+
+}  // namespace tl::sim

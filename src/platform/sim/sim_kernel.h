@@ -1,0 +1,36 @@
+// SimKernel: the kernel queries of the simulated device, answered from its processes,
+// interfaces, machine name and wake reason.
+#pragma once
+
+#include "platform/kernel.h"
+#include "platform/sim/sim_context.h"
+
+namespace tl::sim {
+
+class SimKernel : public platform::Kernel {
+ public:
+  explicit SimKernel(SimContext context) : context_(context) {}
+
+  int sysctl(std::span<const int> name, void* buffer, size_t* length) override;
+  int sysctlByName(std::string_view name, void* buffer, size_t* length) override;
+  int processResourceUsage(int32_t pid, int flavor, platform::ResourceUsageV0* out) override;
+  int multiUserMode(int* flag) override;
+  std::optional<std::vector<platform::InterfaceAddress>> interfaceAddresses() override;
+  unsigned interfaceIndex(const std::string& name) override;
+  int32_t processId() override;
+
+  // Sets counters of interface name (absolute values, or {"fail": true}); false for an unknown
+  // interface.
+  bool changeCounters(const std::string& name, const Json& counters);
+
+ private:
+  // Copies bytes into the caller's buffer with the kernel's size rules.
+  int answer(const void* bytes, size_t size, void* buffer, size_t* length);
+  int process(int32_t pid, void* buffer, size_t* length);
+  int supplemental(unsigned index, void* buffer, size_t* length);
+  const Json* processEntry(int32_t pid);
+
+  SimContext context_;
+};
+
+}  // namespace tl::sim

@@ -1,0 +1,173 @@
+// SimRegistry: entries made from the battery and backlight data, and message delivery.
+#include "platform/sim/sim_registry.h"
+
+#include <algorithm>
+
+namespace tl::sim {
+
+using namespace platform;
+
+class SimRegistry::Entry : public RegistryEntry {
+ public:
+  explicit Entry(bool battery) : battery(battery) {}
+  const bool battery;
+};
+
+struct SimRegistry::PortState {
+  Queue* queue = nullptr;
+  bool alive = true;
+};
+
+class SimRegistry::Port : public NotificationPort {
+ public:
+  Port() : state(std::make_shared<PortState>()) {}
+  ~Port() override { state->alive = false; }
+  void setDispatchQueue(Queue& queue) override { state->queue = &queue; }
+  std::shared_ptr<PortState> state;
+};
+
+class SimRegistry::Interest : public InterestNotification {
+ public:
+  Interest(SimRegistry& registry, std::shared_ptr<InterestCallback> callback)
+      : registry_(registry), callback_(std::move(callback)) {}
+  ~Interest() override {
+    std::erase_if(registry_.interests_,
+                  [&](const InterestRecord& r) { return r.callback == callback_; });
+  }
+
+ private:
+  SimRegistry& registry_;
+  std::shared_ptr<InterestCallback> callback_;
+};
+
+class SimRegistry::Notifier : public PowerNotifier {};
+
+SimRegistry::SimRegistry(SimContext context)
+    : context_(context),
+      battery_(std::make_shared<Entry>(true)),
+      backlight_(std::make_shared<Entry>(false)) {}
+
+SimRegistry::~SimRegistry() = default;
+
+std::optional<Dictionary> SimRegistry::propertiesOf(const Entry& entry) const {
+  if (entry.battery) {
+    const Json& battery = context_.data.field("battery");
+    if (battery.is_null()) return std::nullopt;
+    return *ToValue(battery).dictionary();
+  }
+  const Json& backlight = context_.data.field("backlight");
+  if (backlight.is_null()) return std::nullopt;
+  Dictionary brightness = *ToValue(backlight).dictionary();
+  return Dictionary{{"backlight-control", true},
+                    {"DVDisplayParameters", Dictionary{{"brightness", std::move(brightness)}}}};
+}
+
+RegistryEntryRef SimRegistry::matchServiceByClass(const std::string& className) {
+  if (className == kBatteryClass && propertiesOf(*battery_)) return battery_;
+  if (className == kBacklightClass && propertiesOf(*backlight_)) return backlight_;
+  return nullptr;
+}
+
+RegistryEntryRef SimRegistry::matchServiceByProperties(const Dictionary& matching) {
+  const Value* wanted = Find(matching, kPropertyMatchKey);
+  if (!wanted || !wanted->dictionary()) return nullptr;
+  for (const auto& entry : {battery_, backlight_}) {
+    auto properties = propertiesOf(*entry);
+    if (!properties) continue;
+    bool all = std::all_of(wanted->dictionary()->begin(), wanted->dictionary()->end(),
+                           [&](const auto& pair) {
+                             const Value* have = Find(*properties, pair.first);
+                             return have && *have == pair.second;
+                           });
+    if (all) return entry;
+  }
+  return nullptr;
+}
+
+std::unique_ptr<NotificationPort> SimRegistry::createNotificationPort() {
+  return std::make_unique<Port>();
+}
+
+ReturnCode SimRegistry::addInterestNotification(NotificationPort& port,
+                                                const RegistryEntryRef& service,
+                                                const std::string& interestType,
+                                                InterestCallback callback,
+                                                std::unique_ptr<InterestNotification>* out) {
+  auto entry = std::dynamic_pointer_cast<Entry>(service);
+  if (!entry || interestType != kGeneralInterest) return kReturnBadArgument;
+  auto shared = std::make_shared<InterestCallback>(std::move(callback));
+  interests_.push_back({entry, static_cast<Port&>(port).state, shared});
+  if (out) *out = std::make_unique<Interest>(*this, shared);
+  return kReturnSuccess;
+}
+
+ReturnCode SimRegistry::properties(const RegistryEntry& entry, Dictionary* out) {
+  auto properties = propertiesOf(static_cast<const Entry&>(entry));
+  if (!properties) return kReturnNotFound;
+  *out = std::move(*properties);
+  return kReturnSuccess;
+}
+
+std::optional<Value> SimRegistry::property(const RegistryEntry& entry, const std::string& key) {
+  auto properties = propertiesOf(static_cast<const Entry&>(entry));
+  if (!properties) return std::nullopt;
+  const Value* v = Find(*properties, key);
+  if (!v || v->isNull()) return std::nullopt;
+  return *v;
+}
+
+float SimRegistry::displayBrightness() {
+  return context_.data.field("brightness_level").get<float>();
+}
+
+SystemPowerRegistration SimRegistry::registerForSystemPower(SystemPowerCallback callback) {
+  auto port = std::make_unique<Port>();
+  auto notifier = std::make_unique<Notifier>();
+  uint32_t connect = nextConnect_++;
+  power_.push_back({connect, port->state,
+                    std::make_shared<SystemPowerCallback>(std::move(callback)), notifier.get()});
+  return SystemPowerRegistration{connect, std::move(port), std::move(notifier)};
+}
+
+ReturnCode SimRegistry::allowPowerChange(uint32_t rootDomainConnect, intptr_t notificationId) {
+  bool known = std::any_of(power_.begin(), power_.end(),
+                           [&](const PowerRecord& r) { return r.connect == rootDomainConnect; });
+  if (!known) return kReturnBadArgument;
+  context_.outputs.powerAck(notificationId);
+  return kReturnSuccess;
+}
+
+ReturnCode SimRegistry::deregisterForSystemPower(PowerNotifier& notifier) {
+  auto n = std::erase_if(power_, [&](const PowerRecord& r) { return r.notifier == &notifier; });
+  return n ? kReturnSuccess : kReturnBadArgument;
+}
+
+ReturnCode SimRegistry::closeConnection(uint32_t rootDomainConnect) { return kReturnSuccess; }
+
+void SimRegistry::deliver(const std::shared_ptr<Entry>& entry, uint32_t messageType) {
+  for (const InterestRecord& r : interests_) {
+    if (r.entry != entry || !r.port->alive || !r.port->queue) continue;
+    auto callback = r.callback;
+    RegistryEntryRef service = entry;
+    r.port->queue->async([callback, service, messageType] { (*callback)(service, messageType, 0); });
+  }
+}
+
+void SimRegistry::batteryMessage(uint32_t messageType) { deliver(battery_, messageType); }
+
+void SimRegistry::backlightMessage(uint32_t messageType) { deliver(backlight_, messageType); }
+
+void SimRegistry::systemPowerMessage(uint32_t messageType, intptr_t notificationId) {
+  for (const PowerRecord& r : power_) {
+    if (!r.port->alive || !r.port->queue) continue;
+    auto callback = r.callback;
+    r.port->queue->async(
+        [callback, messageType, notificationId] { (*callback)(messageType, notificationId); });
+  }
+}
+
+size_t SimRegistry::interestRegistrations() const { return interests_.size(); }
+
+size_t SimRegistry::powerRegistrations() const { return power_.size(); }
+
+}  // namespace tl::sim

@@ -1,0 +1,81 @@
+// SimRegistry: the simulated device's registry (battery entry, backlight service), its interest
+// messages, system power messages and display brightness.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "platform/device_registry.h"
+#include "platform/sim/sim_context.h"
+
+namespace tl::sim {
+
+class SimRegistry : public platform::DeviceRegistry, public platform::SystemPower {
+ public:
+  static constexpr char kBatteryClass[] = "DVPMPowerSource";
+  static constexpr char kBacklightClass[] = "DVBacklightDisplay";
+
+  explicit SimRegistry(SimContext context);
+  ~SimRegistry() override;
+
+  // DeviceRegistry.
+  platform::RegistryEntryRef matchServiceByClass(const std::string& className) override;
+  platform::RegistryEntryRef matchServiceByProperties(const platform::Dictionary& matching) override;
+  std::unique_ptr<platform::NotificationPort> createNotificationPort() override;
+  platform::ReturnCode addInterestNotification(
+      platform::NotificationPort& port, const platform::RegistryEntryRef& service,
+      const std::string& interestType, platform::InterestCallback callback,
+      std::unique_ptr<platform::InterestNotification>* out) override;
+  platform::ReturnCode properties(const platform::RegistryEntry& entry,
+                                  platform::Dictionary* out) override;
+  std::optional<platform::Value> property(const platform::RegistryEntry& entry,
+                                          const std::string& key) override;
+  float displayBrightness() override;
+
+  // SystemPower.
+  platform::SystemPowerRegistration registerForSystemPower(
+      platform::SystemPowerCallback callback) override;
+  platform::ReturnCode allowPowerChange(uint32_t rootDomainConnect,
+                                        intptr_t notificationId) override;
+  platform::ReturnCode deregisterForSystemPower(platform::PowerNotifier& notifier) override;
+  platform::ReturnCode closeConnection(uint32_t rootDomainConnect) override;
+
+  // The hardware side: a message from the battery entry or the backlight service to its
+  // interest registrations, and a system-power message to its registrations.
+  void batteryMessage(uint32_t messageType);
+  void backlightMessage(uint32_t messageType);
+  void systemPowerMessage(uint32_t messageType, intptr_t notificationId);
+
+  size_t interestRegistrations() const;
+  size_t powerRegistrations() const;
+
+ private:
+  class Entry;
+  struct PortState;
+  class Port;
+  class Interest;
+  class Notifier;
+  struct InterestRecord {
+    std::shared_ptr<Entry> entry;
+    std::shared_ptr<PortState> port;
+    std::shared_ptr<platform::InterestCallback> callback;
+  };
+  struct PowerRecord {
+    uint32_t connect;
+    std::shared_ptr<PortState> port;
+    std::shared_ptr<platform::SystemPowerCallback> callback;
+    const Notifier* notifier;
+  };
+
+  std::optional<platform::Dictionary> propertiesOf(const Entry& entry) const;
+  void deliver(const std::shared_ptr<Entry>& entry, uint32_t messageType);
+
+  SimContext context_;
+  std::shared_ptr<Entry> battery_;
+  std::shared_ptr<Entry> backlight_;
+  std::vector<InterestRecord> interests_;
+  std::vector<PowerRecord> power_;
+  uint32_t nextConnect_ = 0x2a03;
+};
+
+}  // namespace tl::sim

@@ -1,0 +1,17 @@
+// The statistics client calls, forwarded to the current platform.
+#include "platform/statistics_client.h"
+
+#include "platform/platform.h"
+
+void TLClientAddValueForScalarKey(const std::string& key, int64_t value) {
+  tl::platform::Current().statistics().addValueForScalarKey(key, value);
+}
+
+void TLClientPushValueForDistributionKey(const std::string& key, double value) {
+  tl::platform::Current().statistics().pushValueForDistributionKey(key, value);
+}
+
+void TLClientBatchKeys(const tl::platform::KeyValues* first,
+                       const tl::platform::KeyValues* second) {
+  tl::platform::Current().statistics().batchKeys(first, second);
+}
