@@ -22,7 +22,7 @@ std::optional<std::string> ParseStep(const Json& object, TraceStep& step) {
     if (key == "at") continue;
     const Action* action = FindAction(key);
     if (!action) return "unknown action \"" + key + "\"";
-    if (auto error = action->check(value)) return "action \"" + key + "\" " + *error;
+    if (auto error = action->check(value)) return "action \"" + key + "\": " + *error;
     step.action = key;
     step.value = value;
   }

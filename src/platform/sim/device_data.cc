@@ -15,6 +15,17 @@ namespace {
 
 using Check = std::function<std::optional<std::string>(const Json&)>;
 
+std::optional<std::string> Expect(bool ok, const char* what);
+
+// Whole numbers of 0 or more, whether JSON text or C++ code made them (signed or unsigned).
+bool IsNonNegativeInteger(const Json& v) {
+  return v.is_number_unsigned() || (v.is_number_integer() && v.get<int64_t>() >= 0);
+}
+
+Check NonNegativeInteger(const char* what) {
+  return [=](const Json& v) { return Expect(IsNonNegativeInteger(v), what); };
+}
+
 std::optional<std::string> Expect(bool ok, const char* what) {
   if (ok) return std::nullopt;
   return std::string("must be ") + what;
@@ -37,7 +48,7 @@ std::optional<std::string> CheckTimeZone(const Json& v) {
 std::optional<std::string> CheckTimebase(const Json& v) {
   bool ok = v.is_array() && v.size() == 2;
   for (size_t i = 0; ok && i < 2; ++i) {
-    ok = v[i].is_number_unsigned() && v[i].get<uint64_t>() > 0 && v[i].get<uint64_t>() <= UINT32_MAX;
+    ok = IsNonNegativeInteger(v[i]) && v[i].get<uint64_t>() > 0 && v[i].get<uint64_t>() <= UINT32_MAX;
   }
   return Expect(ok, "[numer, denom] of positive 32-bit integers");
 }
@@ -132,7 +143,7 @@ const std::map<std::string, Check>& Checks() {
       {"battery", Kind(&Json::is_object, "a property dictionary or null", true)},
       {"backlight", CheckBacklight},
       {"brightness_level", Kind(&Json::is_number, "a number")},
-      {"lpm", Kind(&Json::is_number_unsigned, "a non-negative integer")},
+      {"lpm", NonNegativeInteger("a non-negative integer")},
       {"thermal_level", Kind(&Json::is_number_integer, "an integer")},
       {"wake_reason", Kind(&Json::is_string, "a string or null", true)},
       {"apps", CheckApps},
@@ -219,8 +230,8 @@ std::optional<std::string> ValidateProxy(const Json& proxy) {
         {"store_front", Kind(&Json::is_number_integer, "an integer or null", true)},
         {"entitlements", Kind(&Json::is_object, "an object or null", true)},
         {"type", Kind(&Json::is_string, "a string or null", true)},
-        {"original_install_type", Kind(&Json::is_number_unsigned, "a non-negative integer")},
-        {"install_type", Kind(&Json::is_number_unsigned, "a non-negative integer")},
+        {"original_install_type", NonNegativeInteger("a non-negative integer")},
+        {"install_type", NonNegativeInteger("a non-negative integer")},
         {"is_update", Kind(&Json::is_boolean, "true or false")},
         {"is_redownload", Kind(&Json::is_boolean, "true or false")},
     };
@@ -239,7 +250,7 @@ std::optional<std::string> ValidateCounters(const Json& counters) {
       continue;
     }
     if (!PacketCounterIndex(name)) return "counters: unknown counter \"" + name + "\"";
-    if (!value.is_number_unsigned()) return "counters: " + name + " must be a non-negative integer";
+    if (!IsNonNegativeInteger(value)) return "counters: " + name + " must be a non-negative integer";
   }
   return std::nullopt;
 }

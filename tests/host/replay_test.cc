@@ -1,0 +1,158 @@
+// tallyd replay: trace lines in, output lines and stored keys out, restarts and trace errors.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using Json = nlohmann::json;
+namespace fs = std::filesystem;
+
+struct Result {
+  int status = -1;
+  std::vector<Json> lines;
+  std::string out;
+  std::string err;
+};
+
+class ReplayTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / ("tallyd-test-" + std::to_string(::getpid()));
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  Result tallyd(const std::string& arguments) {
+    std::string command = std::string(TALLYD_PATH) + " " + arguments + " >" +
+                          (dir_ / "out").string() + " 2>" + (dir_ / "err").string();
+    Result run;
+    int raw = std::system(command.c_str());
+    run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+    run.out = read(dir_ / "out");
+    run.err = read(dir_ / "err");
+    std::istringstream lines(run.out);
+    for (std::string line; std::getline(lines, line);) {
+      Json parsed = Json::parse(line, nullptr, false);
+      if (!parsed.is_discarded()) run.lines.push_back(parsed);
+    }
+    return run;
+  }
+
+  Result replay(const std::string& trace) {
+    std::ofstream(dir_ / "trace.jsonl") << trace;
+    return tallyd("replay " + (dir_ / "trace.jsonl").string() + " --root " +
+                  (dir_ / "root").string() + " --db " + db());
+  }
+
+  std::vector<std::string> keys() {
+    Result run = tallyd("keys --db " + db());
+    EXPECT_EQ(run.status, 0) << run.err;
+    std::vector<std::string> lines;
+    std::istringstream in(run.out);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+  }
+
+  std::string db() const { return (dir_ / "stats.db").string(); }
+
+  static std::string read(const fs::path& path) {
+    std::ifstream in(path);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  }
+
+  fs::path dir_;
+};
+
+TEST_F(ReplayTest, ThermalActionsBecomeDistributionLinesAndStoredSamples) {
+  Result run = replay(R"({"device": {"thermal_level": 0}}
+{"at": 0, "load": true}
+{"at": 5, "thermal": 2}
+{"at": 6.5, "thermal": 0}
+{"at": 60, "thermal": 3}
+)");
+  ASSERT_EQ(run.status, 0) << run.err;
+  // Output lines are byte-exact: integers without, doubles with a decimal point.
+  EXPECT_EQ(run.out,
+            "{\"at\":5,\"distribution\":\"com.veltro.dovetop.thermalLevels\",\"value\":2.0}\n"
+            "{\"at\":6.5,\"distribution\":\"com.veltro.dovetop.thermalLevels\",\"value\":0.0}\n"
+            "{\"at\":60,\"distribution\":\"com.veltro.dovetop.thermalLevels\",\"value\":3.0}\n");
+  EXPECT_THAT(keys(),
+              ElementsAre("com.veltro.dovetop.thermalLevels 2026-01-01 samples=3 sum=5 min=0 max=3"));
+}
+
+TEST_F(ReplayTest, RepeatedLoadCallsTheEntryButRegistersOnce) {
+  // The module loads implicitly before the first other action; a later load calls the entry
+  // again, which must do nothing.
+  Result run = replay(R"({"at": 1, "thermal": 1}
+{"at": 2, "load": true}
+{"at": 3, "thermal": 4}
+)");
+  ASSERT_EQ(run.status, 0) << run.err;
+  ASSERT_EQ(run.lines.size(), 2u);
+  EXPECT_EQ(run.lines[0]["value"], 1.0);
+  EXPECT_EQ(run.lines[1]["value"], 4.0);
+}
+
+TEST_F(ReplayTest, RestartCarriesTimeAndDeviceIntoANewDaemonProcess) {
+  // 23:59:50 in New York (UTC-5 in January): the restart happens across local midnight.
+  Result run = replay(R"({"device": {"start": 1767243590, "time_zone": "America/New_York"}}
+{"at": 0, "thermal": 1}
+{"at": 5, "set": {"thermal_level": 7}}
+{"at": 8, "restart": true}
+{"at": 20, "thermal": 2}
+{"at": 30, "restart": true}
+{"at": 31, "restart": true}
+{"at": 40, "thermal": 3}
+)");
+  ASSERT_EQ(run.status, 0) << run.err;
+  ASSERT_EQ(run.lines.size(), 3u);
+  EXPECT_EQ(run.lines[1]["at"], 20);
+  EXPECT_EQ(run.lines[1]["value"], 2.0);
+  EXPECT_EQ(run.lines[2]["at"], 40);
+  EXPECT_THAT(keys(), ElementsAre(
+                          "com.veltro.dovetop.thermalLevels 2025-12-31 samples=1 sum=1 min=1 max=1",
+                          "com.veltro.dovetop.thermalLevels 2026-01-01 samples=2 sum=5 min=2 max=3"));
+}
+
+TEST_F(ReplayTest, BadLinesStopTheReplayBeforeThemNamingTheLine) {
+  struct Case {
+    std::string badLine;
+    std::string message;
+  };
+  const std::vector<Case> cases = {
+      {R"({"at": 9, "thermal": 5)", "line 3: not valid JSON"},
+      {R"({"at": 9, "dance": true})", "line 3: unknown action \"dance\""},
+      {R"({"at": 1, "thermal": 5})", "line 3: \"at\" goes back in time"},
+      {R"({"at": 9, "thermal": 5, "load": true})", "line 3: a line holds \"at\" and exactly one"},
+      {R"({"at": 9, "set": {"thermal_level": 5, "colour": 1}})",
+       "line 3: action \"set\": unknown device field \"colour\""},
+      {R"({"at": 9, "thermal": "hot"})", "line 3: action \"thermal\": must be an integer"},
+      {R"({"device": {}})", "line 3: the device may only be described on line 1"},
+      {R"({"thermal": 5})", "line 3: missing \"at\""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.badLine);
+    Result run = replay("{\"at\": 2, \"thermal\": 1}\n\n" + c.badLine + "\n{\"at\": 10, \"thermal\": 6}\n");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr(c.message));
+    // The line before ran; nothing of the bad line or after it did.
+    ASSERT_EQ(run.lines.size(), 1u) << run.out;
+    EXPECT_EQ(run.lines[0]["value"], 1.0);
+    fs::remove(db());
+  }
+  Result missing = tallyd("replay " + (dir_ / "none.jsonl").string());
+  EXPECT_EQ(missing.status, 2);
+  EXPECT_THAT(missing.err, HasSubstr("cannot read the trace"));
+}
+
+}  // namespace

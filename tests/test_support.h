@@ -1,0 +1,44 @@
+// Helpers shared by the tests: a simulated device made current, and a counting module handle.
+#pragma once
+
+#include <string>
+
+#include "platform/module_handle.h"
+#include "platform/sim/sim_device.h"
+
+namespace tl::testing {
+
+// A simulated device in a sandbox of its own, current for the test's process.
+class CurrentDevice {
+ public:
+  explicit CurrentDevice(const sim::Json& fields = sim::Json::object()) : device_(fields) {
+    platform::MakeCurrent(&device_);
+  }
+  ~CurrentDevice() { platform::MakeCurrent(nullptr); }
+  sim::SimDevice& operator*() { return device_; }
+  sim::SimDevice* operator->() { return &device_; }
+
+ private:
+  sim::SimDevice device_;
+};
+
+// A host's module handle that counts how often the module asks for its event queue.
+class CountingHandle : public platform::ModuleHandle {
+ public:
+  explicit CountingHandle(sim::SimDevice& device)
+      : device_(device),
+        queue_(device.dispatch().createSerialQueue("host.events",
+                                                   platform::QualityOfService::kDefault)) {}
+  platform::Platform& platform() override { return device_; }
+  platform::SerialQueue& eventQueue() override {
+    ++queueRequests;
+    return *queue_;
+  }
+  int queueRequests = 0;
+
+ private:
+  sim::SimDevice& device_;
+  std::unique_ptr<platform::SerialQueue> queue_;
+};
+
+}  // namespace tl::testing
