@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Builds tallyd and the module, replays the sample day on the simulated device and prints the
+# stored keys.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+cmake -S . -B build >/dev/null
+cmake --build build -j "$(nproc)" --target tallyd tallyline_module
+rm -rf build/sample
+build/bin/tallyd replay examples/sample-day.jsonl --root build/sample/root \
+  --db build/sample/stats.db --out build/sample/output.jsonl
+echo "== output lines (build/sample/output.jsonl)"
+cat build/sample/output.jsonl
+echo "== stored keys"
+build/bin/tallyd keys --db build/sample/stats.db

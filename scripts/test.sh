@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Builds and runs every test. With --sanitize, under AddressSanitizer and
+# UndefinedBehaviorSanitizer in a build directory of its own.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+build=build
+flags=()
+if [ "${1:-}" = "--sanitize" ]; then
+  build=build-sanitize
+  flags=(-DTALLYLINE_SANITIZE=ON -DTALLYLINE_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug)
+  export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+  export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+fi
+cmake -S . -B "$build" "${flags[@]}" >/dev/null
+cmake --build "$build" -j "$(nproc)"
+ctest --test-dir "$build" -j "$(nproc)" --output-on-failure
