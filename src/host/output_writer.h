@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/stats_store.h"
+#include "platform/notification_center.h"
 #include "platform/sim/device_data.h"
 #include "platform/sim/sim_outputs.h"
 
@@ -27,7 +28,8 @@ class OutputWriter : public sim::OutputSink {
   void ipc(double at, const std::string& service, const platform::WispObject& message) override;
   void powerAck(double at, intptr_t id) override;
   void simCrash(double at, uint32_t code, const std::string& reason) override;
-  void notification(double at, const platform::Notification& notification) override;
+  // A posted in-process notification, for replays that show them.
+  void notification(double at, const platform::Notification& notification);
 
  private:
   void emit(const nlohmann::ordered_json& line);

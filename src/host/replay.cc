@@ -76,7 +76,7 @@ std::string LocalDay(sim::SimDevice& device) {
 int Replay(const ReplayOptions& given) {
   ReplayOptions options = given;
   Trace trace = ReadTrace(options.trace);
-  if (trace.steps.empty() && trace.error && trace.error->starts_with("cannot read")) {
+  if (trace.unreadable) {
     std::fprintf(stderr, "tallyd: %s\n", trace.error->c_str());
     return 2;
   }
@@ -107,7 +107,9 @@ int Replay(const ReplayOptions& given) {
   int status = 0;
   for (size_t s = 0; s < starts.size() && status == 0; ++s) {
     size_t to = s + 1 < starts.size() ? starts[s + 1] : trace.steps.size();
-    status = SpawnSegment(options, starts[s], to, state, s > 0, s + 1 == starts.size());
+    // A trace that ends normally loads the module at its end if nothing did before.
+    bool last = s + 1 == starts.size() && !trace.error;
+    status = SpawnSegment(options, starts[s], to, state, s > 0, last);
   }
   fs::remove_all(handover);
   if (status != 0) return status;

@@ -56,14 +56,12 @@ StatsStore::StatsStore(const std::string& path) {
   exec("PRAGMA journal_mode = WAL");
   exec("PRAGMA synchronous = NORMAL");
   exec(kSchema);
-  addInteger_ = prepare(kAdd);
-  addReal_ = prepare(kAdd);
+  add_ = prepare(kAdd);
   push_ = prepare(kPush);
 }
 
 StatsStore::~StatsStore() {
-  sqlite3_finalize(addInteger_);
-  sqlite3_finalize(addReal_);
+  sqlite3_finalize(add_);
   sqlite3_finalize(push_);
   sqlite3_close(db_);
 }
@@ -85,28 +83,28 @@ sqlite3_stmt* StatsStore::prepare(const char* sql) {
   return statement;
 }
 
-void StatsStore::addScalar(const std::string& day, const std::string& key, int64_t value) {
-  Bind(addInteger_, day, key);
-  sqlite3_bind_int64(addInteger_, 3, value);
-  int rc = sqlite3_step(addInteger_);
-  sqlite3_reset(addInteger_);
+void StatsStore::step(sqlite3_stmt* statement) {
+  int rc = sqlite3_step(statement);
+  sqlite3_reset(statement);
   if (rc != SQLITE_DONE) throw std::runtime_error(std::string("store: ") + sqlite3_errmsg(db_));
 }
 
+void StatsStore::addScalar(const std::string& day, const std::string& key, int64_t value) {
+  Bind(add_, day, key);
+  sqlite3_bind_int64(add_, 3, value);
+  step(add_);
+}
+
 void StatsStore::addScalar(const std::string& day, const std::string& key, double value) {
-  Bind(addReal_, day, key);
-  sqlite3_bind_double(addReal_, 3, value);
-  int rc = sqlite3_step(addReal_);
-  sqlite3_reset(addReal_);
-  if (rc != SQLITE_DONE) throw std::runtime_error(std::string("store: ") + sqlite3_errmsg(db_));
+  Bind(add_, day, key);
+  sqlite3_bind_double(add_, 3, value);
+  step(add_);
 }
 
 void StatsStore::pushSample(const std::string& day, const std::string& key, double value) {
   Bind(push_, day, key);
   sqlite3_bind_double(push_, 3, value);
-  int rc = sqlite3_step(push_);
-  sqlite3_reset(push_);
-  if (rc != SQLITE_DONE) throw std::runtime_error(std::string("store: ") + sqlite3_errmsg(db_));
+  step(push_);
 }
 
 void StatsStore::begin() { exec("BEGIN"); }

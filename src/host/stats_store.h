@@ -34,11 +34,11 @@ class StatsStore {
 
  private:
   void exec(const char* sql);
+  void step(sqlite3_stmt* statement);
   sqlite3_stmt* prepare(const char* sql);
 
   sqlite3* db_ = nullptr;
-  sqlite3_stmt* addInteger_ = nullptr;
-  sqlite3_stmt* addReal_ = nullptr;
+  sqlite3_stmt* add_ = nullptr;
   sqlite3_stmt* push_ = nullptr;
 };
 

@@ -37,6 +37,7 @@ Trace ReadTrace(const std::string& path) {
   std::ifstream in(path);
   if (!in) {
     trace.error = "cannot read the trace " + path;
+    trace.unreadable = true;
     return trace;
   }
   std::string text;

@@ -24,6 +24,7 @@ struct Trace {
   std::vector<TraceStep> steps;
   // The first bad line, as "line N: what is wrong"; steps holds every line before it.
   std::optional<std::string> error;
+  bool unreadable = false;  // the file itself could not be read
 };
 
 // Reads and checks the whole trace: syntax, known actions and their values, and time that never

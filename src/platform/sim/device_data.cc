@@ -15,7 +15,10 @@ namespace {
 
 using Check = std::function<std::optional<std::string>(const Json&)>;
 
-std::optional<std::string> Expect(bool ok, const char* what);
+std::optional<std::string> Expect(bool ok, const char* what) {
+  if (ok) return std::nullopt;
+  return std::string("must be ") + what;
+}
 
 // Whole numbers of 0 or more, whether JSON text or C++ code made them (signed or unsigned).
 bool IsNonNegativeInteger(const Json& v) {
@@ -24,11 +27,6 @@ bool IsNonNegativeInteger(const Json& v) {
 
 Check NonNegativeInteger(const char* what) {
   return [=](const Json& v) { return Expect(IsNonNegativeInteger(v), what); };
-}
-
-std::optional<std::string> Expect(bool ok, const char* what) {
-  if (ok) return std::nullopt;
-  return std::string("must be ") + what;
 }
 
 Check Kind(bool (Json::*test)() const noexcept, const char* what, bool nullable = false) {

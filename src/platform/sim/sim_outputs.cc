@@ -77,10 +77,6 @@ void SimOutputs::simCrash(uint32_t code, const std::string& reason) {
   if (sink_) sink_->simCrash(at, code, reason);
 }
 
-void SimOutputs::notification(const platform::Notification& notification) {
-  if (sink_) sink_->notification(clock_(), notification);
-}
-
 bool SimOutputs::logged(std::string_view text) const {
   return std::any_of(logs_.begin(), logs_.end(), [&](const Line& l) { return l.text == text; });
 }

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "platform/ipc.h"
-#include "platform/notification_center.h"
 #include "platform/statistics_client.h"
 #include "platform/system_log.h"
 
@@ -26,7 +25,6 @@ class OutputSink {
   virtual void ipc(double at, const std::string& service, const platform::WispObject& message) {}
   virtual void powerAck(double at, intptr_t id) {}
   virtual void simCrash(double at, uint32_t code, const std::string& reason) {}
-  virtual void notification(double at, const platform::Notification& notification) {}
 };
 
 // Plays the statistics daemon's client and the system log for the simulated device: it keeps
@@ -76,7 +74,6 @@ class SimOutputs : public platform::StatisticsClient, public platform::SystemLog
   void ipc(const std::string& service, const platform::WispObject& message);
   void powerAck(intptr_t id);
   void simCrash(uint32_t code, const std::string& reason);
-  void notification(const platform::Notification& notification);
 
   const std::vector<Scalar>& scalars() const { return scalars_; }
   const std::vector<Distribution>& distributions() const { return distributions_; }
