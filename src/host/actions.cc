@@ -23,6 +23,8 @@ const std::array kActions = {
              return "must be an integer thermal level";
            },
            [](sim::SimDevice& device, const Json& v) { device.setThermalLevel(v.get<int64_t>()); }},
+    Action{"app", [](const Json& v) { return sim::ValidateProxy(v); },
+           [](sim::SimDevice& device, const Json& v) { device.simApplications().addProxy(v); }},
 };
 
 }  // namespace

@@ -139,6 +139,8 @@ TEST_F(ReplayTest, BadLinesStopTheReplayBeforeThemNamingTheLine) {
       {R"({"at": 9, "thermal": "hot"})", "line 3: action \"thermal\": must be an integer"},
       {R"({"device": {}})", "line 3: the device may only be described on line 1"},
       {R"({"thermal": 5})", "line 3: missing \"at\""},
+      {R"({"at": 9, "app": {"bundle": "b", "item_id": "12"}})",
+       "line 3: action \"app\": proxy member \"item_id\" must be an integer or null"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.badLine);

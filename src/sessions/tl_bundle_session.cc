@@ -1,0 +1,225 @@
+// TLBundleSession: initialisers, the run-state machine, refreshing and descriptions.
+#include "sessions/tl_bundle_session.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "platform/platform.h"
+#include "sessions/tl_bundle_extension.h"
+#include "sessions/tl_session_persistence_manager.h"
+
+namespace {
+
+bool g_debugLogging = false;
+
+constexpr char kLaunchCount[] = "appLaunchCount.";
+constexpr char kActivationCount[] = "appActivationCount.";
+constexpr char kBackgroundLaunchCount[] = "appLaunchBackgroundCount.";
+constexpr char kActiveTime[] = "appActiveTime.";
+constexpr char kBackgroundActiveTime[] = "appBackgroundActiveTime.";
+
+const char* NameOrNull(const TLBundleSession::NameTable& table, uint32_t code) {
+  auto it = table.find(code);
+  return it == table.end() ? "(null)" : it->second.c_str();
+}
+
+// Seconds rounded to the nearest integer, ties to even, as a signed 32-bit number. Values
+// beyond its range give INT32_MIN, as the processor's conversion does.
+int32_t RoundedSeconds(double seconds) {
+  double rounded = std::nearbyint(seconds);
+  if (!(rounded >= INT32_MIN && rounded <= INT32_MAX)) return INT32_MIN;
+  return static_cast<int32_t>(rounded);
+}
+
+}  // namespace
+
+const char* TextOrNull(const std::optional<std::string>& text) {
+  return text ? text->c_str() : "(null)";
+}
+
+const TLBundleSession::NameTable& TLBundleSession::appStateNames() {
+  static const NameTable names = {{0, "unknown"},
+                                  {1, "terminated"},
+                                  {2, "backgroundTaskSuspended"},
+                                  {4, "backgroundRunning"},
+                                  {8, "foregroundRunning"},
+                                  {16, "processServer"},
+                                  {32, "foregroundRunningObscured"}};
+  return names;
+}
+
+const TLBundleSession::NameTable& TLBundleSession::installTypeNames() {
+  static const NameTable names = {{0, "none"},         {1, "storeDownload"},
+                                  {2, "restore"},      {3, "automaticDownload"},
+                                  {4, "sync"},         {5, "automaticUpdate"},
+                                  {6, "migration"}};
+  return names;
+}
+
+const TLBundleSession::NameTable& TLBundleSession::archNames() {
+  static const NameTable names = {{1, "arm-32bit"}, {2, "arm-64bit"}};
+  return names;
+}
+
+void TLBundleSession::setDebug(bool debug) { g_debugLogging = debug; }
+
+std::shared_ptr<TLBundleSession> TLBundleSession::initBundle(const std::string& bundle,
+                                                             bool isExtension) {
+  return initBundle(bundle, isExtension, nullptr, "Tracking %s (via activity)");
+}
+
+std::shared_ptr<TLBundleSession> TLBundleSession::initBundle(const std::string& bundle,
+                                                             tl::platform::ProxyRef proxy) {
+  return initBundle(bundle, false, std::move(proxy), "Tracking %s (via LS)");
+}
+
+std::shared_ptr<TLBundleSession> TLBundleSession::initBundle(const std::string& bundle,
+                                                             bool isExtension,
+                                                             tl::platform::ProxyRef proxy,
+                                                             const char* withLogFormatString) {
+  auto session = std::make_shared<TLBundleSession>();
+  session->_bundleID = bundle;
+  session->appstate.state = kTLAppStateTerminated;
+  session->is_extension = isExtension;
+  session->key_ = TLSessionPersistenceManager::uniqueKey();
+  if (!proxy) proxy = tl::platform::Current().applications().proxyForIdentifier(bundle);
+  if (proxy) {
+    session->_bundleVers = proxy->bundleVersion;
+    session->_shortVers = proxy->shortVersionString;
+    session->_vendorID = proxy->deviceIdentifierForVendor;
+    session->_adamID = proxy->itemID;
+    session->_cohort = proxy->storeCohortMetadata;
+    session->_storeFront = proxy->storeFront;
+    session->_isBeta = TLBundleExtension::isBeta(*proxy);
+    session->_is3rdParty = TLBundleExtension::is3rdParty(*proxy);
+  }
+  TLLog(withLogFormatString, bundle.c_str());
+  session->persistBundleRecord();
+  return session;
+}
+
+void TLBundleSession::refreshWithAppProxy(const tl::platform::RSApplicationProxy& proxy) {
+  int changes = 0;
+  // An absent vendor identifier on the proxy never equals the session's.
+  if (!proxy.deviceIdentifierForVendor || proxy.deviceIdentifierForVendor != _vendorID) {
+    _vendorID = proxy.deviceIdentifierForVendor;
+    ++changes;
+  }
+  auto storeNumberChanged = [](const std::optional<int64_t>& mine,
+                               const std::optional<int64_t>& theirs) {
+    return mine ? !theirs || *theirs != *mine : theirs.has_value();
+  };
+  if (storeNumberChanged(_adamID, proxy.itemID)) {
+    _adamID = proxy.itemID;
+    ++changes;
+  }
+  // An absent cohort on the proxy always counts as a change, even when the session has none.
+  if (!proxy.storeCohortMetadata || proxy.storeCohortMetadata != _cohort) {
+    _cohort = proxy.storeCohortMetadata;
+    ++changes;
+  }
+  if (storeNumberChanged(_storeFront, proxy.storeFront)) {
+    _storeFront = proxy.storeFront;
+    ++changes;
+  }
+  bool beta = TLBundleExtension::isBeta(proxy);
+  if (beta != _isBeta) {
+    _isBeta = beta;
+    ++changes;
+  }
+  _is3rdParty = TLBundleExtension::is3rdParty(proxy);
+  if (changes > 0) {
+    // The new key makes the new bundle record the one that later events refer to.
+    key_ = TLSessionPersistenceManager::uniqueKey();
+    persistBundleRecord();
+  }
+}
+
+std::string TLBundleSession::description() const {
+  std::string text = "<" + std::to_string(key_) + ">" + TextOrNull(_bundleID) + ":" +
+                     TextOrNull(_bundleVers) + ":" + TextOrNull(_shortVers) +
+                     (_isBeta ? " [BETA]" : "") + "\r    ";
+  for (size_t i = 0; i < events.size(); ++i) {
+    if (i > 0) text += "\r    ";
+    text += events[i].description();
+  }
+  return text + "\r";
+}
+
+void TLBundleSession::learnExecutable(int32_t pid) {
+  auto& kernel = tl::platform::Current().kernel();
+  tl::platform::ResourceUsageV0 usage;
+  if (kernel.processResourceUsage(pid, tl::platform::kResourceUsageVersion0, &usage) == 0) {
+    std::memcpy(appstate.uuid.bytes.data(), usage.uuid, appstate.uuid.bytes.size());
+  }
+  const int name[] = {tl::platform::kCtlKern, tl::platform::kKernProc,
+                      tl::platform::kKernProcPid, pid};
+  size_t size = 0;
+  if (kernel.sysctl(name, nullptr, &size) != 0) return;
+  std::vector<uint8_t> buffer(size);
+  if (kernel.sysctl(name, buffer.data(), &size) != 0) return;
+  if (size < sizeof(tl::platform::KernelProcessRecord)) return;
+  tl::platform::KernelProcessRecord record;
+  std::memcpy(&record, buffer.data(), sizeof record);
+  appstate.arch = (record.flags & tl::platform::kProcessFlag64BitAddressSpace) ? 2 : 1;
+}
+
+void TLBundleSession::updateState(uint32_t state, double at, int32_t fromPid) {
+  const uint32_t old = appstate.state;
+  if (fromPid != 0 && old == kTLAppStateTerminated) learnExecutable(fromPid);
+  // A repeated report of the same state only restarts the interval.
+  if (state != old) {
+    if (g_debugLogging) {
+      TLLog("AppStateChange: %s (%d) %s => %s", TextOrNull(_bundleID), fromPid,
+            NameOrNull(appStateNames(), old), NameOrNull(appStateNames(), state));
+    }
+    const std::string bundle = TextOrNull(_bundleID);
+    if (state == kTLAppStateBackgroundRunning && old == kTLAppStateTerminated) {
+      TLClientAddValueForScalarKey(kBackgroundLaunchCount + bundle, 1);
+    }
+    if (state == kTLAppStateForegroundRunning) {
+      if (old == kTLAppStateTerminated) TLClientAddValueForScalarKey(kLaunchCount + bundle, 1);
+      TLClientAddValueForScalarKey(kActivationCount + bundle, 1);
+    }
+    const int32_t elapsed = RoundedSeconds(at - appstate.since);
+    // The daemon receives the 32-bit duration zero-extended.
+    const int64_t reported = static_cast<uint32_t>(elapsed);
+    if (old == kTLAppStateForegroundRunning) {
+      TLClientAddValueForScalarKey(kActiveTime + bundle, reported);
+      const auto now = static_cast<uint32_t>(tl::platform::Current().clock().now());
+      addEvent(old, static_cast<uint32_t>(elapsed), now);
+    } else if (elapsed != 0 && old == kTLAppStateBackgroundRunning) {
+      TLClientAddValueForScalarKey(kBackgroundActiveTime + bundle, reported);
+    }
+  }
+  appstate.state = state;
+  appstate.since = at;
+}
+
+bool TLBundleSession::isSameVersion(const TLBundleSession* other) const {
+  if (!other || !_shortVers || !_bundleVers) return false;
+  return _shortVers == other->_shortVers && _bundleVers == other->_bundleVers;
+}
+
+std::string TLBundleSession::versionKey() const {
+  return std::string(TextOrNull(_bundleID)) + ":" + TextOrNull(_bundleVers) + ":" +
+         TextOrNull(_shortVers);
+}
+
+void TLBundleSession::addEvent(uint32_t state, uint32_t duration, uint32_t at) {
+  active_since_last_check = true;
+  // Only third-party applications keep events; everything else is counted by its keys alone.
+  if (!_is3rdParty || is_extension) return;
+  events.emplace_back(state, duration, at);
+  char record[64];
+  int length = std::snprintf(record, sizeof record, "%u %u %u %u\n", key_, state, duration, at);
+  TLSessionPersistenceManager::saveEventRecord(
+      {reinterpret_cast<const uint8_t*>(record), static_cast<size_t>(length)});
+  if (g_debugLogging) {
+    TLLog("Session: state 0x%05X duration %3d    %s (events %d)", state,
+          static_cast<int>(duration), TextOrNull(_bundleID), static_cast<int>(events.size()));
+  }
+}
+
+void TLBundleSession::appendEvent(const TLSessionEvent& event) { events.push_back(event); }
