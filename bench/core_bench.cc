@@ -32,5 +32,3 @@ void BM_SerialQueueTask(benchmark::State& state) {
 BENCHMARK(BM_SerialQueueTask);
 
 }  // namespace
-
-BENCHMARK_MAIN();

@@ -1,6 +1,7 @@
 // TLBundleSession: initialisers, the run-state machine, refreshing and descriptions.
 #include "sessions/tl_bundle_session.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -22,6 +23,15 @@ constexpr char kBackgroundActiveTime[] = "appBackgroundActiveTime.";
 const char* NameOrNull(const TLBundleSession::NameTable& table, uint32_t code) {
   auto it = table.find(code);
   return it == table.end() ? "(null)" : it->second.c_str();
+}
+
+// A bundle's key: prefix followed by the bundle identifier, built in a buffer that keeps its
+// capacity, because keys are made at every run-state change.
+const std::string& BundleKey(const char* prefix, const std::optional<std::string>& bundle) {
+  thread_local std::string key;
+  key.assign(prefix);
+  key.append(TextOrNull(bundle));
+  return key;
 }
 
 // Seconds rounded to the nearest integer, ties to even, as a signed 32-bit number. Values
@@ -174,23 +184,24 @@ void TLBundleSession::updateState(uint32_t state, double at, int32_t fromPid) {
       TLLog("AppStateChange: %s (%d) %s => %s", TextOrNull(_bundleID), fromPid,
             NameOrNull(appStateNames(), old), NameOrNull(appStateNames(), state));
     }
-    const std::string bundle = TextOrNull(_bundleID);
     if (state == kTLAppStateBackgroundRunning && old == kTLAppStateTerminated) {
-      TLClientAddValueForScalarKey(kBackgroundLaunchCount + bundle, 1);
+      TLClientAddValueForScalarKey(BundleKey(kBackgroundLaunchCount, _bundleID), 1);
     }
     if (state == kTLAppStateForegroundRunning) {
-      if (old == kTLAppStateTerminated) TLClientAddValueForScalarKey(kLaunchCount + bundle, 1);
-      TLClientAddValueForScalarKey(kActivationCount + bundle, 1);
+      if (old == kTLAppStateTerminated) {
+        TLClientAddValueForScalarKey(BundleKey(kLaunchCount, _bundleID), 1);
+      }
+      TLClientAddValueForScalarKey(BundleKey(kActivationCount, _bundleID), 1);
     }
     const int32_t elapsed = RoundedSeconds(at - appstate.since);
     // The daemon receives the 32-bit duration zero-extended.
     const int64_t reported = static_cast<uint32_t>(elapsed);
     if (old == kTLAppStateForegroundRunning) {
-      TLClientAddValueForScalarKey(kActiveTime + bundle, reported);
+      TLClientAddValueForScalarKey(BundleKey(kActiveTime, _bundleID), reported);
       const auto now = static_cast<uint32_t>(tl::platform::Current().clock().now());
       addEvent(old, static_cast<uint32_t>(elapsed), now);
     } else if (elapsed != 0 && old == kTLAppStateBackgroundRunning) {
-      TLClientAddValueForScalarKey(kBackgroundActiveTime + bundle, reported);
+      TLClientAddValueForScalarKey(BundleKey(kBackgroundActiveTime, _bundleID), reported);
     }
   }
   appstate.state = state;
@@ -212,10 +223,17 @@ void TLBundleSession::addEvent(uint32_t state, uint32_t duration, uint32_t at) {
   // Only third-party applications keep events; everything else is counted by its keys alone.
   if (!_is3rdParty || is_extension) return;
   events.emplace_back(state, duration, at);
-  char record[64];
-  int length = std::snprintf(record, sizeof record, "%u %u %u %u\n", key_, state, duration, at);
+  // "%u %u %u %u\n" of key, state, duration and end time; formatted by hand because this runs at
+  // every foreground exit and printf's machinery is most of its cost.
+  char record[4 * 11];
+  char* end = record;
+  for (uint32_t field : {key_, state, duration, at}) {
+    end = std::to_chars(end, record + sizeof record, field).ptr;
+    *end++ = ' ';
+  }
+  end[-1] = '\n';
   TLSessionPersistenceManager::saveEventRecord(
-      {reinterpret_cast<const uint8_t*>(record), static_cast<size_t>(length)});
+      {reinterpret_cast<const uint8_t*>(record), static_cast<size_t>(end - record)});
   if (g_debugLogging) {
     TLLog("Session: state 0x%05X duration %3d    %s (events %d)", state,
           static_cast<int>(duration), TextOrNull(_bundleID), static_cast<int>(events.size()));

@@ -12,7 +12,7 @@ namespace {
 
 struct State {
   // Path -> write handle positioned at the file's end; two files, kept open for the process.
-  std::map<std::string, std::unique_ptr<tl::platform::WriteHandle>> openHandles;
+  std::map<std::string, std::unique_ptr<tl::platform::WriteHandle>, std::less<>> openHandles;
   uint32_t keyCounter = 0;
 };
 
@@ -73,11 +73,11 @@ void TLSessionPersistenceManager::saveBundleRecord(std::span<const uint8_t> byte
 }
 
 void TLSessionPersistenceManager::_saveData(std::span<const uint8_t> bytes,
-                                            const std::string& toFileAtLocation) {
-  const std::string& path = toFileAtLocation;
+                                            std::string_view toFileAtLocation) {
   auto& handles = Class().openHandles;
-  auto it = handles.find(path);
+  auto it = handles.find(toFileAtLocation);
   if (it == handles.end()) {
+    const std::string path(toFileAtLocation);
     auto& files = tl::platform::Current().files();
     if (!files.stat(path)) {
       std::string directory = ParentDirectory(path);
@@ -95,7 +95,7 @@ void TLSessionPersistenceManager::_saveData(std::span<const uint8_t> bytes,
     auto handle = files.openForAppending(path);
     if (!handle) return;
     handle->seekToEnd();
-    it = handles.emplace(path, std::move(handle)).first;
+    it = handles.emplace(std::move(path), std::move(handle)).first;
   }
   // Only the write is guarded: a failed one loses this record and keeps the handle.
   if (auto error = it->second->write(bytes)) {

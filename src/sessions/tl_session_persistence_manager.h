@@ -32,5 +32,5 @@ class TLSessionPersistenceManager {
   // Appends the record followed by one line feed.
   static void saveBundleRecord(std::span<const uint8_t> bytes);
   // One append, in one write, on a handle kept open for the process.
-  static void _saveData(std::span<const uint8_t> bytes, const std::string& toFileAtLocation);
+  static void _saveData(std::span<const uint8_t> bytes, std::string_view toFileAtLocation);
 };
