@@ -14,7 +14,8 @@ namespace {
 constexpr char kUsage[] =
     "usage:\n"
     "  tallyd replay TRACE [--root DIR] [--db FILE] [--out FILE] [--notifications]\n"
-    "  tallyd keys --db FILE [PREFIX]\n";
+    "  tallyd keys --db FILE [PREFIX]\n"
+    "  tallyd activated --db FILE\n";
 
 int Usage() {
   std::fputs(kUsage, stderr);
@@ -84,6 +85,15 @@ int Main(const std::vector<std::string>& args) {
     for (const std::string& line : store.describe(positional.empty() ? "" : positional[0])) {
       std::puts(line.c_str());
     }
+    return 0;
+  }
+  if (command == "activated") {
+    if (!ParseOptions(rest, {"--db"}, {}, options, positional) || !positional.empty() ||
+        options.size() != 1) {
+      return Usage();
+    }
+    tl::host::StatsStore store(options[0].second);
+    for (const std::string& line : store.activatedApplications()) std::puts(line.c_str());
     return 0;
   }
   return Usage();

@@ -108,6 +108,22 @@ void OutputWriter::log(double at, std::string_view text) {
 
 void OutputWriter::ipc(double at, const std::string& service,
                        const platform::WispObject& message) {
+  // The daily-report service is the daemon's own: it keeps which applications were active.
+  if (service == "com.veltro.tallyd.tldaily") {
+    std::vector<StatsStore::ActivatedApp> apps;
+    if (const platform::WispObject* list = message.get("app_data")) {
+      for (const auto& entry : list->elements()) {
+        StatsStore::ActivatedApp app;
+        if (auto* v = entry->get("bundle_id")) app.bundle = v->stringValue();
+        if (auto* v = entry->get("version")) app.version = v->stringValue();
+        if (auto* v = entry->get("adam_id")) app.adamId = v->int64Value();
+        if (auto* v = entry->get("uuid")) app.uuid = v->uuidValue().text();
+        if (auto* v = entry->get("arch")) app.arch = v->int64Value();
+        apps.push_back(std::move(app));
+      }
+    }
+    store_.addActivatedReport(localDay_(), at, apps);
+  }
   OrderedJson line = Start(at);
   line["ipc"] = {{"service", service}, {"message", WispToJson(message)}};
   emit(line);

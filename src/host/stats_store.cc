@@ -14,6 +14,11 @@ constexpr char kSchema[] = R"(
   CREATE TABLE IF NOT EXISTS distributions (
     day TEXT NOT NULL, key TEXT NOT NULL, count INTEGER NOT NULL, sum REAL NOT NULL,
     min REAL NOT NULL, max REAL NOT NULL, PRIMARY KEY (day, key));
+  CREATE TABLE IF NOT EXISTS activated_reports (
+    id INTEGER PRIMARY KEY, day TEXT NOT NULL, at REAL NOT NULL);
+  CREATE TABLE IF NOT EXISTS activated_apps (
+    report INTEGER NOT NULL REFERENCES activated_reports (id), bundle_id TEXT NOT NULL,
+    version TEXT NOT NULL, adam_id INTEGER NOT NULL, uuid TEXT NOT NULL, arch INTEGER NOT NULL);
 )";
 constexpr char kAdd[] =
     "INSERT INTO scalars (day, key, value) VALUES (?1, ?2, ?3) "
@@ -105,6 +110,46 @@ void StatsStore::pushSample(const std::string& day, const std::string& key, doub
   Bind(push_, day, key);
   sqlite3_bind_double(push_, 3, value);
   step(push_);
+}
+
+void StatsStore::addActivatedReport(const std::string& day, double at,
+                                    const std::vector<ActivatedApp>& apps) {
+  sqlite3_stmt* report = prepare("INSERT INTO activated_reports (day, at) VALUES (?1, ?2)");
+  sqlite3_bind_text(report, 1, day.c_str(), static_cast<int>(day.size()), SQLITE_TRANSIENT);
+  sqlite3_bind_double(report, 2, at);
+  step(report);
+  sqlite3_finalize(report);
+  const sqlite3_int64 id = sqlite3_last_insert_rowid(db_);
+  sqlite3_stmt* entry = prepare(
+      "INSERT INTO activated_apps (report, bundle_id, version, adam_id, uuid, arch) "
+      "VALUES (?1, ?2, ?3, ?4, ?5, ?6)");
+  for (const ActivatedApp& app : apps) {
+    sqlite3_bind_int64(entry, 1, id);
+    sqlite3_bind_text(entry, 2, app.bundle.c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_bind_text(entry, 3, app.version.c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_bind_int64(entry, 4, app.adamId);
+    sqlite3_bind_text(entry, 5, app.uuid.c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_bind_int64(entry, 6, app.arch);
+    step(entry);
+  }
+  sqlite3_finalize(entry);
+}
+
+std::vector<std::string> StatsStore::activatedApplications() {
+  sqlite3_stmt* list = prepare(
+      "SELECT DISTINCT r.day, a.bundle_id, a.version FROM activated_apps a "
+      "JOIN activated_reports r ON r.id = a.report ORDER BY 1, 2, 3");
+  std::vector<std::string> lines;
+  while (sqlite3_step(list) == SQLITE_ROW) {
+    std::string line;
+    for (int column = 0; column < 3; ++column) {
+      if (column) line += ' ';
+      line += reinterpret_cast<const char*>(sqlite3_column_text(list, column));
+    }
+    lines.push_back(std::move(line));
+  }
+  sqlite3_finalize(list);
+  return lines;
 }
 
 void StatsStore::begin() { exec("BEGIN"); }

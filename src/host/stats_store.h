@@ -24,6 +24,18 @@ class StatsStore {
   // Records one sample of key on day: count, sum, min and max.
   void pushSample(const std::string& day, const std::string& key, double value);
 
+  // One daily report of activated applications and its entries.
+  struct ActivatedApp {
+    std::string bundle;
+    std::string version;
+    int64_t adamId = 0;
+    std::string uuid;
+    int64_t arch = 0;
+  };
+  void addActivatedReport(const std::string& day, double at, const std::vector<ActivatedApp>& apps);
+  // "DAY BUNDLE VERSION" for each application reported active on a day, sorted.
+  std::vector<std::string> activatedApplications();
+
   // Groups the writes of one trace step into one transaction.
   void begin();
   void commit();

@@ -12,8 +12,11 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/applications.h"
+#include "platform/ipc.h"
 #include "platform/uuid.h"
 #include "sessions/tl_session_event.h"
+
+class TLDateFormatter;
 
 // Run-state codes; they are bit values but compared for equality only.
 enum TLAppState : uint32_t {
@@ -69,6 +72,15 @@ class TLBundleSession {
   // Takes an event read back from the record files, without writing anything.
   void appendEvent(const TLSessionEvent& event);
   size_t eventCount() const { return events.size(); }
+
+  // The session's object in the session log; empties the session's events, handing them to
+  // removedEvents when given (so that a log that fails to be written can give them back).
+  nlohmann::json getInfoWithFormatter(const TLDateFormatter& formatter,
+                                      std::vector<TLSessionEvent>* removedEvents = nullptr);
+
+  // The session's entry in the daily report when it was active since the last one; clears the
+  // mark either way.
+  tl::platform::WispRef copyBasicInfoSinceLastCheckAsWispObject();
 
   // The 11-element bundle record; nothing without a bundle identifier.
   std::optional<nlohmann::json> recordArray() const;

@@ -38,9 +38,10 @@ TEST(ModuleEntry, RunsOnceAndStartsTheListenersInOrder) {
   EXPECT_THAT(device->scheduler().createdQueues(),
               ElementsAre("host.events (default)", "com.veltro.TLSessionSync (utility)",
                           "WattloggingBGQueue -> global.background"));
-  // Then the thermal registration, once.
+  // The application side's notifications, then the thermal registration, once.
   EXPECT_THAT(device->notifications().registrations(),
-              ElementsAre(tl::platform::kThermalLevelNotification));
+              ElementsAre("com.veltro.tallyd.tldaily.logging", "com.veltro.session.dump",
+                          "com.veltro.session.write", tl::platform::kThermalLevelNotification));
 }
 
 TEST(ModuleEntry, EachThermalNotificationPushesTheLevelAsOneSample) {
@@ -49,6 +50,7 @@ TEST(ModuleEntry, EachThermalNotificationPushesTheLevelAsOneSample) {
   TLEventModuleInitializer(&handle);
   device->runUntilIdle();
   EXPECT_TRUE(device->outputs().distributions().empty());
+  device->outputs().clear();  // start-up's own log lines
 
   device->setThermalLevel(0);
   device->runUntilIdle();

@@ -21,6 +21,20 @@ struct Result {
   std::vector<Json> lines;
   std::string out;
   std::string err;
+
+  // The output lines of one kind ("distribution", "log", ...), and their text.
+  std::vector<Json> only(const std::string& kind) const {
+    std::vector<Json> some;
+    for (const Json& line : lines) {
+      if (line.contains(kind)) some.push_back(line);
+    }
+    return some;
+  }
+  std::string text(const std::string& kind) const {
+    std::string joined;
+    for (const Json& line : only(kind)) joined += line.dump() + "\n";
+    return joined;
+  }
 };
 
 class ReplayTest : public ::testing::Test {
@@ -82,7 +96,7 @@ TEST_F(ReplayTest, ThermalActionsBecomeDistributionLinesAndStoredSamples) {
 )");
   ASSERT_EQ(run.status, 0) << run.err;
   // Output lines are byte-exact: integers without, doubles with a decimal point.
-  EXPECT_EQ(run.out,
+  EXPECT_EQ(run.text("distribution"),
             "{\"at\":5,\"distribution\":\"com.veltro.dovetop.thermalLevels\",\"value\":2.0}\n"
             "{\"at\":6.5,\"distribution\":\"com.veltro.dovetop.thermalLevels\",\"value\":0.0}\n"
             "{\"at\":60,\"distribution\":\"com.veltro.dovetop.thermalLevels\",\"value\":3.0}\n");
@@ -98,9 +112,10 @@ TEST_F(ReplayTest, RepeatedLoadCallsTheEntryButRegistersOnce) {
 {"at": 3, "thermal": 4}
 )");
   ASSERT_EQ(run.status, 0) << run.err;
-  ASSERT_EQ(run.lines.size(), 2u);
-  EXPECT_EQ(run.lines[0]["value"], 1.0);
-  EXPECT_EQ(run.lines[1]["value"], 4.0);
+  auto samples = run.only("distribution");
+  ASSERT_EQ(samples.size(), 2u);
+  EXPECT_EQ(samples[0]["value"], 1.0);
+  EXPECT_EQ(samples[1]["value"], 4.0);
 }
 
 TEST_F(ReplayTest, RestartCarriesTimeAndDeviceIntoANewDaemonProcess) {
@@ -115,10 +130,11 @@ TEST_F(ReplayTest, RestartCarriesTimeAndDeviceIntoANewDaemonProcess) {
 {"at": 40, "thermal": 3}
 )");
   ASSERT_EQ(run.status, 0) << run.err;
-  ASSERT_EQ(run.lines.size(), 3u);
-  EXPECT_EQ(run.lines[1]["at"], 20);
-  EXPECT_EQ(run.lines[1]["value"], 2.0);
-  EXPECT_EQ(run.lines[2]["at"], 40);
+  auto samples = run.only("distribution");
+  ASSERT_EQ(samples.size(), 3u);
+  EXPECT_EQ(samples[1]["at"], 20);
+  EXPECT_EQ(samples[1]["value"], 2.0);
+  EXPECT_EQ(samples[2]["at"], 40);
   EXPECT_THAT(keys(), ElementsAre(
                           "com.veltro.dovetop.thermalLevels 2025-12-31 samples=1 sum=1 min=1 max=1",
                           "com.veltro.dovetop.thermalLevels 2026-01-01 samples=2 sum=5 min=2 max=3"));
@@ -148,8 +164,9 @@ TEST_F(ReplayTest, BadLinesStopTheReplayBeforeThemNamingTheLine) {
     EXPECT_EQ(run.status, 2);
     EXPECT_THAT(run.err, HasSubstr(c.message));
     // The line before ran; nothing of the bad line or after it did.
-    ASSERT_EQ(run.lines.size(), 1u) << run.out;
-    EXPECT_EQ(run.lines[0]["value"], 1.0);
+    auto samples = run.only("distribution");
+    ASSERT_EQ(samples.size(), 1u) << run.out;
+    EXPECT_EQ(samples[0]["value"], 1.0);
     fs::remove(db());
   }
   Result missing = tallyd("replay " + (dir_ / "none.jsonl").string());

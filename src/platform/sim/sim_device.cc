@@ -41,6 +41,7 @@ SimDevice::SimDevice(const Json& device, std::string sandbox)
   syncFromData();
   notifications_.setState(kBatterySaverModeNotification, data_.field("lpm").get<uint64_t>());
   std::filesystem::create_directories(posix_.hostPath(kTemporaryDirectory));
+  std::filesystem::create_directories(posix_.hostPath(kDiagnosticLogDirectory));
   writeFiles(data_.field("files"));
 }
 

@@ -1,0 +1,202 @@
+// The session log: a one-line object, then the pretty-printed header with every bundle that has
+// events spliced into its "sessions_data", staged in a temporary file and moved into the
+// diagnostic-log directory; the record files are truncated afterwards.
+#include <cstring>
+
+#include "platform/platform.h"
+#include "sessions/pretty_json.h"
+#include "sessions/tl_application_state_change_event_listener.h"
+#include "sessions/tl_date_formatter.h"
+#include "sessions/tl_session_persistence_manager.h"
+
+using nlohmann::json;
+
+namespace {
+
+constexpr char kLogDirectory[] = "/var/mobile/Library/Logs/Faultkeeper/";
+constexpr char kSessionsData[] = "\"sessions_data\" : [";  // 19 bytes
+constexpr char kTimestampFormat[] = "yyyy-MM-dd'T'HH':'mm':'ssZZ";
+constexpr char kFileNameFormat[] = "yyyy-MM-dd-HHmmss";
+constexpr size_t kWriteChunk = 64 * 1024;
+
+// Collects small pieces and hands them to the file in large writes; the log is never held
+// whole in memory.
+class ChunkedWriter {
+ public:
+  explicit ChunkedWriter(tl::platform::WriteHandle& handle) : handle_(handle) {
+    buffer_.reserve(kWriteChunk);
+  }
+  void append(std::string_view bytes) {
+    if (error_) return;
+    buffer_.append(bytes);
+    if (buffer_.size() >= kWriteChunk) flush();
+  }
+  // The first error of any write, after writing what is left.
+  tl::platform::FileResult finish() {
+    flush();
+    return error_;
+  }
+
+ private:
+  void flush() {
+    if (!error_ && !buffer_.empty()) {
+      error_ = handle_.write({reinterpret_cast<const uint8_t*>(buffer_.data()), buffer_.size()});
+    }
+    buffer_.clear();
+  }
+  tl::platform::WriteHandle& handle_;
+  std::string buffer_;
+  tl::platform::FileResult error_;
+};
+
+bool Skipped(const TLBundleSession& session, bool filter) {
+  return (filter && !session.is_beta()) || session.eventCount() == 0;
+}
+
+std::string RegionFormat() {
+  auto country = tl::platform::Current().environment().currentLocaleCountryCode();
+  if (!country) return "<unknown>";
+  if (country->empty()) return "<none>";
+  return *country;
+}
+
+json Language() {
+  auto languages = tl::platform::Current().environment().preference(
+      "VeltroLanguages", "Veltro Global Domain", "mobile");
+  if (languages && languages->array() && !languages->array()->empty()) {
+    const auto& first = languages->array()->front();
+    if (const std::string* text = first.string()) return *text;
+    if (first.isNumber()) return first.doubleValue();
+  }
+  return "<unknown>";
+}
+
+}  // namespace
+
+void TLApplicationStateChangeEventListener::writeSessionLog() {
+  writeSessionLogUsingBundles(nullptr);
+}
+
+void TLApplicationStateChangeEventListener::writeSessionLogUsingBundles(
+    const std::vector<SessionList>* given) {
+  auto& platform = tl::platform::Current();
+  // Without the user's consent, or when tasking says so, only beta builds are reported.
+  bool filter;
+  if (auto tasking = platform.environment().taskingValue("TLSessionLog")) {
+    filter = !tasking->boolValue();
+  } else {
+    filter = !platform.environment().userConsentedToShareWithDevelopers();
+  }
+  if (filter) TLLog("Filtering only beta sessions");
+
+  const bool fromRecords = given != nullptr;
+  std::vector<SessionList> inMemory;
+  if (!given) {
+    for (const auto* map : {&_activeBundles, &_versedBundles}) {
+      SessionList list;
+      for (const auto& [key, session] : *map) list.push_back(session);
+      inMemory.push_back(std::move(list));
+    }
+  }
+  const std::vector<SessionList>& bundles = given ? *given : inMemory;
+
+  size_t count = 0;
+  for (const SessionList& list : bundles) {
+    for (const SessionRef& session : list) {
+      if (!Skipped(*session, filter)) ++count;
+    }
+  }
+  if (count == 0) {
+    TLLog("Session log: no events recorded");
+    TLSessionPersistenceManager::truncateEventLogWithBundleLog(fromRecords);
+    return;
+  }
+  writeSessionData(bundles, fromRecords, filter, count);
+}
+
+void TLApplicationStateChangeEventListener::writeSessionData(const std::vector<SessionList>& bundles,
+                                                             bool fromRecords, bool filter,
+                                                             size_t count) {
+  auto& platform = tl::platform::Current();
+  auto& files = platform.files();
+  const int64_t writtenAt = static_cast<int64_t>(platform.clock().now());
+  TLDateFormatter formatter("en_US_POSIX", kTimestampFormat);
+
+  std::string staging;
+  std::unique_ptr<tl::platform::WriteHandle> handle;
+  if (auto directory = files.temporaryDirectory()) {
+    staging = *directory + "session.XXXX";
+    int fd = files.makeUniqueFile(staging);
+    if (fd >= 0) handle = files.adoptDescriptor(fd);
+  }
+  if (!handle) {
+    // Nothing is truncated: the records stay for the next attempt.
+    TLLog("Unable to create tmp session log");
+    return;
+  }
+
+  ChunkedWriter out(*handle);
+  json first = {{"bug_type", "179"}, {"os_version", _OSVersion.empty() ? "<unknown>" : _OSVersion}};
+  out.append(first.dump(-1, ' ', false, json::error_handler_t::replace));
+  out.append("\n");
+
+  json header = {{"log_version", 2},
+                 {"log_timestamp", formatter.stringFromDate(writtenAt)},
+                 {"region_format", RegionFormat()},
+                 {"language", Language()},
+                 {"os_version", _OSVersion},
+                 {"machine_config", _Model},
+                 {"sessions_data", json::array()},
+                 {"scheduled", !fromRecords}};
+  std::string pretty;
+  tl::sessions::AppendPretty(pretty, header);
+  const size_t splice = pretty.find(kSessionsData);
+  out.append(std::string_view(pretty).substr(0, splice + 20));
+
+  // Written sessions give up their events; they are given back if the log cannot be finished.
+  std::vector<std::pair<SessionRef, std::vector<TLSessionEvent>>> taken;
+  bool firstObject = true;
+  std::string object;
+  for (const SessionList& list : bundles) {
+    for (const SessionRef& session : list) {
+      if (Skipped(*session, filter)) continue;
+      taken.emplace_back(session, std::vector<TLSessionEvent>());
+      json info = session->getInfoWithFormatter(formatter, &taken.back().second);
+      object.clear();
+      if (!firstObject) object += ",\n";
+      firstObject = false;
+      tl::sessions::AppendPretty(object, info);
+      out.append(object);
+    }
+  }
+  out.append("\n");
+  out.append(std::string_view(pretty).substr(splice + 21));
+  out.append("\n");
+  auto writeError = out.finish();
+  handle.reset();
+  if (writeError) {
+    TLLog("Unable to write tmp session log: %s", writeError->description.c_str());
+    files.remove(staging);
+    for (auto& [session, events] : taken) {
+      events.insert(events.end(), session->events.begin(), session->events.end());
+      session->events = std::move(events);
+    }
+    return;
+  }
+
+  if (auto error = files.setPermissions(staging, 0644)) {
+    TLLog("Couldn't change the permissions of tempSession log at %s. Error: %s", staging.c_str(),
+          error->description.c_str());
+  }
+  formatter.setDateFormat(kFileNameFormat);
+  const std::string final = std::string(kLogDirectory) + "log-sessions-" +
+                            formatter.stringFromDate(writtenAt) + ".session";
+  if (auto error = files.move(staging, final)) {
+    TLLog("Couldn't move tempSession from %s to %s. Error: %s", staging.c_str(), final.c_str(),
+          error->description.c_str());
+  } else {
+    TLLog("Session log: %d bundles written to %s", static_cast<int>(count), final.c_str());
+  }
+  // After a failed move too: that period's records are given up.
+  TLSessionPersistenceManager::truncateEventLogWithBundleLog(fromRecords);
+}
