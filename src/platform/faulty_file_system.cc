@@ -100,11 +100,16 @@ int FaultyFileSystem::makeUniqueFile(std::string& pathTemplate) {
     errno = EACCES;
     return -1;
   }
-  return base_.makeUniqueFile(pathTemplate);
+  int fd = base_.makeUniqueFile(pathTemplate);
+  if (fd >= 0) descriptorPaths_[fd] = pathTemplate;
+  return fd;
 }
 
 std::unique_ptr<WriteHandle> FaultyFileSystem::adoptDescriptor(int fd) {
-  return base_.adoptDescriptor(fd);
+  auto base = base_.adoptDescriptor(fd);
+  auto path = descriptorPaths_.extract(fd);
+  if (!base || path.empty()) return base;
+  return std::make_unique<FaultyWriteHandle>(*this, std::move(path.mapped()), std::move(base));
 }
 
 }  // namespace tl::platform

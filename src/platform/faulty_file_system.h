@@ -1,6 +1,7 @@
 // FaultyFileSystem: wraps a file system and fails chosen operations on demand.
 #pragma once
 
+#include <map>
 #include <string>
 
 #include "platform/file_system.h"
@@ -45,6 +46,8 @@ class FaultyFileSystem : public FileSystem {
   };
   FileSystem& base_;
   State faults_[4];
+  // Paths of the descriptors made by makeUniqueFile, so that their handles fail like others.
+  std::map<int, std::string> descriptorPaths_;
 };
 
 }  // namespace tl::platform
