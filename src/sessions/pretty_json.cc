@@ -7,8 +7,22 @@ namespace {
 
 void AppendIndent(std::string& out, int indent) { out.append(static_cast<size_t>(indent), ' '); }
 
-void AppendString(std::string& out, const std::string& text) {
-  // The JSON library's escaping: quotes, backslashes and control characters.
+// Text that needs no escaping: printable ASCII other than the quote and the backslash.
+bool Plain(std::string_view text) {
+  for (unsigned char c : text) {
+    if (c < 0x20 || c >= 0x7F || c == '"' || c == '\\') return false;
+  }
+  return true;
+}
+
+void AppendString(std::string& out, std::string_view text) {
+  if (Plain(text)) {
+    out += '"';
+    out += text;
+    out += '"';
+    return;
+  }
+  // Everything else gets the JSON library's escaping.
   out += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 

@@ -28,8 +28,13 @@ class ChunkedWriter {
   }
   void append(std::string_view bytes) {
     if (error_) return;
-    buffer_.append(bytes);
-    if (buffer_.size() >= kWriteChunk) flush();
+    // The buffer never grows past one chunk; a piece larger than that goes out as it is.
+    if (buffer_.size() + bytes.size() > kWriteChunk) flush();
+    if (bytes.size() >= kWriteChunk) {
+      write(bytes);
+    } else {
+      buffer_.append(bytes);
+    }
   }
   // The first error of any write, after writing what is left.
   tl::platform::FileResult finish() {
@@ -39,10 +44,13 @@ class ChunkedWriter {
 
  private:
   void flush() {
-    if (!error_ && !buffer_.empty()) {
-      error_ = handle_.write({reinterpret_cast<const uint8_t*>(buffer_.data()), buffer_.size()});
-    }
+    write(buffer_);
     buffer_.clear();
+  }
+  void write(std::string_view bytes) {
+    if (!error_ && !bytes.empty()) {
+      error_ = handle_.write({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+    }
   }
   tl::platform::WriteHandle& handle_;
   std::string buffer_;
@@ -155,6 +163,7 @@ void TLApplicationStateChangeEventListener::writeSessionData(const std::vector<S
 
   // Written sessions give up their events; they are given back if the log cannot be finished.
   std::vector<std::pair<SessionRef, std::vector<TLSessionEvent>>> taken;
+  taken.reserve(count);
   bool firstObject = true;
   std::string object;
   for (const SessionList& list : bundles) {

@@ -1,17 +1,19 @@
 // TLDateFormatter: pattern expansion over the platform's local time.
 #include "sessions/tl_date_formatter.h"
 
-#include <cstdio>
+#include <charconv>
 #include <cstdlib>
 
 #include "platform/platform.h"
 
 namespace {
 
+// value (0 or more) with at least width digits; every log event formats a date, so no printf.
 void AppendNumber(std::string& out, int value, int width) {
   char digits[16];
-  std::snprintf(digits, sizeof digits, "%0*d", width, value);
-  out += digits;
+  char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  for (int pad = width - static_cast<int>(end - digits); pad > 0; --pad) out += '0';
+  out.append(digits, end);
 }
 
 }  // namespace

@@ -175,3 +175,64 @@ TEST_F(ReplayTest, BadLinesStopTheReplayBeforeThemNamingTheLine) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(ReplayTest, ARestartWritesThePreviousPeriodBeforeAnythingNew) {
+  Result run = replay(R"({"device": {"apps": [{"bundle": "com.example.notes", "bundle_version": "2", "short_version": "2.0"}]}}
+{"at": 10, "app_state": {"bundle": "com.example.notes", "pid": 0, "state": 8}}
+{"at": 40, "app_state": {"bundle": "com.example.notes", "pid": 0, "state": 2}}
+{"at": 50, "restart": true}
+{"at": 50, "app_state": {"bundle": "com.example.notes", "pid": 0, "state": 8}}
+{"at": 52, "app_state": {"bundle": "com.example.notes", "pid": 0, "state": 1}}
+{"at": 60, "activity": {"name": "com.veltro.session.schedule", "state": "run"}}
+)");
+  ASSERT_EQ(run.status, 0) << run.err;
+  std::vector<std::string> logs;
+  for (const Json& line : run.only("log")) {
+    if (line["at"] == 50) logs.push_back(line["log"]);
+  }
+  // The previous period comes first, from the record files; then the new session, whose
+  // bundle record starts the keys again at 1 in fresh files.
+  EXPECT_THAT(logs, ElementsAre("writing previous session log",
+                                "processing com.example.notes with 1 events",
+                                "Session log: 1 bundles written to /var/mobile/Library/Logs/"
+                                "Faultkeeper/log-sessions-2026-01-01-000050.session",
+                                "Tracking com.example.notes (via activity)"));
+  const fs::path logs_dir = dir_ / "root/var/mobile/Library/Logs/Faultkeeper";
+  const std::string previous = read(logs_dir / "log-sessions-2026-01-01-000050.session");
+  EXPECT_THAT(previous, HasSubstr("\"scheduled\" : false"));
+  EXPECT_THAT(previous, HasSubstr("\"duration\" : 30"));
+  EXPECT_THAT(previous, HasSubstr("\"date\" : \"2026-01-01T00:00:10+0000\""));
+  // The scheduled log of the new period has only the new interval; its bundle record stays.
+  const std::string scheduled = read(logs_dir / "log-sessions-2026-01-01-000100.session");
+  EXPECT_THAT(scheduled, HasSubstr("\"scheduled\" : true"));
+  EXPECT_THAT(scheduled, HasSubstr("\"duration\" : 2"));
+  EXPECT_THAT(scheduled, ::testing::Not(HasSubstr("\"duration\" : 30")));
+  const fs::path records = dir_ / "root/var/mobile/Library/Tallyline";
+  EXPECT_EQ(read(records / "session_bundles.log"),
+            "[\"com.example.notes\",0,\"00000000-0000-0000-0000-000000000000\",\"2\",\"2.0\","
+            "\"\",0,\"\",0,false,1]\n");
+  EXPECT_FALSE(fs::exists(records / "session_events.log"));
+}
+
+TEST_F(ReplayTest, DailyReportsAreStoredByDay) {
+  Result run = replay(R"({"device": {"apps": [{"bundle": "com.example.a", "bundle_version": "1"}]}}
+{"at": 10, "app_state": {"bundle": "com.example.a", "state": 8}}
+{"at": 20, "app_state": {"bundle": "com.example.a", "state": 1}}
+{"at": 30, "notify": {"name": "com.veltro.tallyd.tldaily.logging"}}
+{"at": 86400, "app_state": {"bundle": "com.example.a", "state": 8}}
+{"at": 86401, "app_state": {"bundle": "com.example.a", "state": 2}}
+{"at": 86500, "notify": {"name": "com.veltro.tallyd.tldaily.logging"}}
+{"at": 86600, "notify": {"name": "com.veltro.tallyd.tldaily.logging"}}
+)");
+  ASSERT_EQ(run.status, 0) << run.err;
+  auto ipc = run.only("ipc");
+  ASSERT_EQ(ipc.size(), 3u);
+  EXPECT_EQ(ipc[0]["ipc"]["message"]["app_data"][0]["bundle_id"], "com.example.a");
+  EXPECT_EQ(ipc[2]["ipc"]["message"]["app_data"], Json::array());
+  Result activated = tallyd("activated --db " + db());
+  EXPECT_EQ(activated.out, "2026-01-01 com.example.a 1\n2026-01-02 com.example.a 1\n");
+}
+
+}  // namespace

@@ -19,7 +19,14 @@ std::optional<Value> Member(const Json& object, const std::string& key) {
 }  // namespace
 
 LocalTime LocalTimeIn(const std::string& timeZone, int64_t secondsSince1970) {
-  const date::time_zone* zone = date::locate_zone(timeZone);
+  // Zones are found by name once; the database keeps them for the process.
+  thread_local std::string lastName;
+  thread_local const date::time_zone* lastZone = nullptr;
+  if (!lastZone || lastName != timeZone) {
+    lastZone = date::locate_zone(timeZone);
+    lastName = timeZone;
+  }
+  const date::time_zone* zone = lastZone;
   date::sys_seconds instant{std::chrono::seconds(secondsSince1970)};
   date::sys_info info = zone->get_info(instant);
   auto local = date::local_seconds{instant.time_since_epoch() + info.offset};
