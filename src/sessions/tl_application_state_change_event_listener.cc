@@ -283,69 +283,74 @@ void TLApplicationStateChangeEventListener::installTask(const ProxyRef& proxy, u
 
 void TLApplicationStateChangeEventListener::networkUsageChanged(bool) {}
 
-void TLApplicationStateChangeEventListener::applicationsDidInstall(
-    const std::vector<ProxyRef>& proxies) {
+template <class Code, class DebugLine>
+void TLApplicationStateChangeEventListener::addProxies(const std::vector<ProxyRef>& proxies,
+                                                       Code code, DebugLine debugLine) {
+  // One time for the whole notice.
   const uint32_t at = WallClockSeconds();
   for (const ProxyRef& proxy : proxies) {
-    uint32_t event = proxy->originalInstallType |
-                     (proxy->isAppUpdate ? kTLEventInstalled | kTLEventUpdate : kTLEventInstalled) |
-                     (proxy->isPurchasedReDownload ? kTLEventRedownload : 0);
-    if (_debugSession) {
-      TLLog("Session: DidInstall       type %d %s %s %s", static_cast<int>(event & 0xFF),
-            event & kTLEventUpdate ? "UP" : "  ", event & kTLEventRedownload ? "RD" : "  ",
-            proxy->bundleIdentifier.c_str());
-    }
+    const uint32_t event = code(*proxy);
+    if (_debugSession) debugLine(*proxy, event);
     addProxy(proxy, event, at);
   }
+}
+
+void TLApplicationStateChangeEventListener::applicationsDidInstall(
+    const std::vector<ProxyRef>& proxies) {
+  addProxies(
+      proxies,
+      [](const tl::platform::RSApplicationProxy& p) {
+        return p.originalInstallType |
+               (p.isAppUpdate ? kTLEventInstalled | kTLEventUpdate : kTLEventInstalled) |
+               (p.isPurchasedReDownload ? kTLEventRedownload : 0);
+      },
+      [](const tl::platform::RSApplicationProxy& p, uint32_t event) {
+        TLLog("Session: DidInstall       type %d %s %s %s", static_cast<int>(event & 0xFF),
+              event & kTLEventUpdate ? "UP" : "  ", event & kTLEventRedownload ? "RD" : "  ",
+              p.bundleIdentifier.c_str());
+      });
 }
 
 void TLApplicationStateChangeEventListener::applicationsDidUninstall(
     const std::vector<ProxyRef>& proxies) {
-  const uint32_t at = WallClockSeconds();
-  for (const ProxyRef& proxy : proxies) {
-    if (_debugSession) {
-      TLLog("Session: DidUnInstall                  %s", proxy->bundleIdentifier.c_str());
-    }
-    addProxy(proxy, kTLEventUninstalled, at);
-  }
+  addProxies(
+      proxies, [](const tl::platform::RSApplicationProxy&) { return kTLEventUninstalled; },
+      [](const tl::platform::RSApplicationProxy& p, uint32_t) {
+        TLLog("Session: DidUnInstall                  %s", p.bundleIdentifier.c_str());
+      });
 }
 
 void TLApplicationStateChangeEventListener::applicationInstallsDidStart(
     const std::vector<ProxyRef>& proxies) {
-  const uint32_t at = WallClockSeconds();
-  for (const ProxyRef& proxy : proxies) {
-    uint32_t event =
-        proxy->installType |
-        (proxy->isAppUpdate ? kTLEventInstallStarted | kTLEventUpdate : kTLEventInstallStarted) |
-        (proxy->isPurchasedReDownload ? kTLEventRedownload : 0);
-    if (_debugSession) {
-      TLLog("Session: InstallsDidStart type %d %s    %s", static_cast<int>(event & 0xFF),
-            event & kTLEventUpdate ? "UP" : "  ", proxy->bundleIdentifier.c_str());
-    }
-    addProxy(proxy, event, at);
-  }
+  addProxies(
+      proxies,
+      [](const tl::platform::RSApplicationProxy& p) {
+        return p.installType |
+               (p.isAppUpdate ? kTLEventInstallStarted | kTLEventUpdate : kTLEventInstallStarted) |
+               (p.isPurchasedReDownload ? kTLEventRedownload : 0);
+      },
+      [](const tl::platform::RSApplicationProxy& p, uint32_t event) {
+        TLLog("Session: InstallsDidStart type %d %s    %s", static_cast<int>(event & 0xFF),
+              event & kTLEventUpdate ? "UP" : "  ", p.bundleIdentifier.c_str());
+      });
 }
 
 void TLApplicationStateChangeEventListener::applicationsDidFailToInstall(
     const std::vector<ProxyRef>& proxies) {
-  const uint32_t at = WallClockSeconds();
-  for (const ProxyRef& proxy : proxies) {
-    if (_debugSession) {
-      TLLog("Session: DidFailToInstall              %s", proxy->bundleIdentifier.c_str());
-    }
-    addProxy(proxy, kTLEventInstallFailed, at);
-  }
+  addProxies(
+      proxies, [](const tl::platform::RSApplicationProxy&) { return kTLEventInstallFailed; },
+      [](const tl::platform::RSApplicationProxy& p, uint32_t) {
+        TLLog("Session: DidFailToInstall              %s", p.bundleIdentifier.c_str());
+      });
 }
 
 void TLApplicationStateChangeEventListener::applicationInstallsDidCancel(
     const std::vector<ProxyRef>& proxies) {
-  const uint32_t at = WallClockSeconds();
-  for (const ProxyRef& proxy : proxies) {
-    if (_debugSession) {
-      TLLog("Session: InstallsDidCancel             %s", proxy->bundleIdentifier.c_str());
-    }
-    addProxy(proxy, kTLEventInstallCancelled, at);
-  }
+  addProxies(
+      proxies, [](const tl::platform::RSApplicationProxy&) { return kTLEventInstallCancelled; },
+      [](const tl::platform::RSApplicationProxy& p, uint32_t) {
+        TLLog("Session: InstallsDidCancel             %s", p.bundleIdentifier.c_str());
+      });
 }
 
 void TLApplicationStateChangeEventListener::writePreviousSessionLog() {

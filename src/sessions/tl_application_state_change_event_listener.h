@@ -71,6 +71,10 @@ class TLApplicationStateChangeEventListener : public tl::platform::WorkspaceObse
   void updateTask(const std::string& bundle, uint32_t state, double at, int32_t pid,
                   bool extension);
   void installTask(const tl::platform::ProxyRef& proxy, uint32_t event, uint32_t at);
+  // An install notice: each proxy's code, its debug line, then addProxy.
+  template <class Code, class DebugLine>
+  void addProxies(const std::vector<tl::platform::ProxyRef>& proxies, Code code,
+                  DebugLine debugLine);
   // Logs both maps with their sessions.
   void dumpSessionData() const;
   void writeSessionData(const std::vector<SessionList>& bundles, bool fromRecords, bool filter,
