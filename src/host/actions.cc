@@ -51,6 +51,22 @@ std::optional<platform::ActivityState> ActivityStateNamed(const Json& v) {
   return std::nullopt;
 }
 
+std::optional<uint32_t> PowerMessageNamed(const Json& v) {
+  if (v == "can_sleep") return platform::kMessageCanSystemSleep;
+  if (v == "will_sleep") return platform::kMessageSystemWillSleep;
+  if (v == "powered_on") return platform::kMessageSystemHasPoweredOn;
+  if (v == "will_power_on") return platform::kMessageSystemWillPowerOn;
+  return std::nullopt;
+}
+
+std::optional<std::string> NetChanges(const Json& v) {
+  if (!v.is_object()) return "must be an object from interface name to counter changes";
+  for (const auto& [name, counters] : v.items()) {
+    if (auto error = sim::ValidateCounters(counters)) return "interface " + name + ": " + *error;
+  }
+  return std::nullopt;
+}
+
 const std::array kActions = {
     Action{"load", MustBeTrue, nullptr},
     Action{"restart", MustBeTrue, nullptr},
@@ -108,6 +124,39 @@ const std::array kActions = {
            [](sim::SimDevice& device, const Json& v) {
              device.simApplications().runActivity(v["name"].get<std::string>(),
                                                   *ActivityStateNamed(v["state"]));
+           }},
+    Action{"battery",
+           [](const Json& v) -> std::optional<std::string> {
+             if (v.is_object()) return std::nullopt;
+             return "must be a property dictionary to merge into the battery entry";
+           },
+           [](sim::SimDevice& device, const Json& v) { device.mergeBattery(v); }},
+    Action{"power",
+           [](const Json& v) -> std::optional<std::string> {
+             if (v.is_object() && v.contains("message") && PowerMessageNamed(v["message"]) &&
+                 v.contains("id") && v["id"].is_number_integer()) {
+               return std::nullopt;
+             }
+             return "must be {\"message\": \"can_sleep\" (or will_sleep, powered_on, "
+                    "will_power_on), \"id\": ID}";
+           },
+           [](sim::SimDevice& device, const Json& v) {
+             device.simRegistry().systemPowerMessage(*PowerMessageNamed(v["message"]),
+                                                     v["id"].get<intptr_t>());
+           }},
+    Action{"backlight",
+           [](const Json& v) -> std::optional<std::string> {
+             if (v.is_number_integer()) return std::nullopt;
+             return "must be an integer brightness value";
+           },
+           [](sim::SimDevice& device, const Json& v) {
+             device.setBacklightValue(v.get<int64_t>());
+           }},
+    Action{"net", NetChanges,
+           [](sim::SimDevice& device, const Json& v) {
+             for (const auto& [name, counters] : v.items()) {
+               device.simKernel().changeCounters(name, counters);
+             }
            }},
     Action{"memory_pressure",
            [](const Json& v) -> std::optional<std::string> {

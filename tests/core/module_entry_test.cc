@@ -37,11 +37,13 @@ TEST(ModuleEntry, RunsOnceAndStartsTheListenersInOrder) {
   // on the background queue), each exactly once.
   EXPECT_THAT(device->scheduler().createdQueues(),
               ElementsAre("host.events (default)", "com.veltro.TLSessionSync (utility)",
-                          "WattloggingBGQueue -> global.background"));
-  // The application side's notifications, then the thermal registration, once.
+                          "WattloggingBGQueue -> global.background", " (default)"));
+  // The application side's notifications, the power side's, then the thermal registration,
+  // once.
   EXPECT_THAT(device->notifications().registrations(),
               ElementsAre("com.veltro.tallyd.tldaily.logging", "com.veltro.session.dump",
-                          "com.veltro.session.write", tl::platform::kThermalLevelNotification));
+                          "com.veltro.session.write", "com.veltro.system.batterysavermode",
+                          tl::platform::kThermalLevelNotification));
 }
 
 TEST(ModuleEntry, EachThermalNotificationPushesTheLevelAsOneSample) {
