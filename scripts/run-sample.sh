@@ -9,7 +9,7 @@ cmake -S . -B build >/dev/null
 cmake --build build -j "$(nproc)" --target tallyd tallyline_module
 rm -rf build/sample
 build/bin/tallyd replay examples/sample-day.jsonl --root build/sample/root \
-  --db build/sample/stats.db --out build/sample/output.jsonl
+  --db build/sample/stats.db --out build/sample/output.jsonl --notifications
 echo "== output lines (build/sample/output.jsonl)"
 cat build/sample/output.jsonl
 echo "== stored keys"

@@ -236,3 +236,58 @@ TEST_F(ReplayTest, DailyReportsAreStoredByDay) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(ReplayTest, ThreeDaysOfPowerEvents) {
+  std::ofstream(dir_ / "trace.jsonl") << R"({"device": {"backlight": {"min": 0, "max": 100, "value": 40}, "wake_reason": "tmr\n", "battery": {"CurrentCapacity": 2000, "MaxCapacity": 2500, "Voltage": 3900, "AdapterInfo": 0, "IsCharging": false}, "interfaces": [{"name": "lo0", "loopback": true, "family": 18}, {"name": "en0", "family": 18, "counters": {"tcpOOOPkt": 0}}]}}
+{"at": 0, "load": true}
+{"at": 100, "power": {"message": "can_sleep", "id": 1}}
+{"at": 101, "power": {"message": "will_sleep", "id": 2}}
+{"at": 3600, "power": {"message": "will_power_on", "id": 3}}
+{"at": 3600, "power": {"message": "powered_on", "id": 4}}
+{"at": 3601, "backlight": 0}
+{"at": 7200, "backlight": 80}
+{"at": 10000, "battery": {"CurrentCapacity": 1900}}
+{"at": 20000, "notify": {"name": "com.veltro.system.batterysavermode", "state": 1}}
+{"at": 50000, "net": {"en0": {"tcpOOOPkt": 7, "udpPort0": 2, "15": 9}}}
+{"at": 100000, "backlight": 100}
+{"at": 200000, "net": {"en0": {"tcpOOOPkt": 3}}}
+{"at": 259200, "thermal": 0}
+)";
+  Result run = tallyd("replay " + (dir_ / "trace.jsonl").string() + " --root " +
+                      (dir_ / "root").string() + " --db " + db() + " --notifications");
+  ASSERT_EQ(run.status, 0) << run.err;
+  std::string seen;
+  for (const Json& line : run.lines) {
+    bool brightnessOrNet = line.contains("batch") && line["batch"].dump().find("com.veltro.power.") !=
+                                                         std::string::npos;
+    if (line.contains("notification") || line.contains("power_ack") || brightnessOrNet ||
+        (line.contains("log") && line["log"].get<std::string>().starts_with("Network"))) {
+      seen += line.dump() + "\n";
+    }
+  }
+  // Brightness: 40 (bucket 5) from 0 to 3601, off until 7200, 80 (bucket 9) until 100000, then
+  // 100 (bucket 10). Network: tcpOOOPkt 0 -> 7 and udpPort0 0 -> 2 on day one (the reserved
+  // counter 15 is not reported), nothing on day two, then tcpOOOPkt back to 3: zeroed, and the
+  // current values are the growth.
+  EXPECT_EQ(seen,
+            R"({"at":100,"notification":"EQDeviceCanSleepNotification","user_info":{}}
+{"at":100,"power_ack":1}
+{"at":101,"notification":"EQDeviceWillSleepNotification","user_info":{}}
+{"at":101,"power_ack":2}
+{"at":3600,"notification":"EQDeviceDidWakeNotification","user_info":{"EQDeviceDidWakeSystemReason":"tmr"}}
+{"at":3601,"notification":"EQDeviceBacklightOffNotification","user_info":{}}
+{"at":7200,"notification":"EQDeviceBacklightOnNotification","user_info":{}}
+{"at":10000,"notification":"EQBatteryStatusDidChangeNotification","user_info":{"EQBatteryStatusPropertiesKey":{"AdapterInfo":0,"CurrentCapacity":1900,"IsCharging":false,"MaxCapacity":2500,"Voltage":3900}}}
+{"at":20000,"notification":"EQLPMStatusDidChangeNotification","user_info":{"EQLPMStatusDidChangeNotification":{"mode":"com.veltro.system.batterysavermode","value":1}}}
+{"at":86400,"batch":{"first":{"com.veltro.power.netstats.en0.tcpOOOPkt":7,"com.veltro.power.netstats.en0.udpPort0":2},"second":null}}
+{"at":86400,"batch":{"first":null,"second":{"com.veltro.power.backlight.values.000_010":0.0,"com.veltro.power.backlight.values.010_020":0.0,"com.veltro.power.backlight.values.020_030":0.0,"com.veltro.power.backlight.values.030_040":0.0,"com.veltro.power.backlight.values.040_050":3601.0,"com.veltro.power.backlight.values.050_060":0.0,"com.veltro.power.backlight.values.060_070":0.0,"com.veltro.power.backlight.values.070_080":0.0,"com.veltro.power.backlight.values.080_090":79200.0,"com.veltro.power.backlight.values.090_100":0.0}}}
+{"at":172800,"batch":{"first":null,"second":{"com.veltro.power.backlight.values.000_010":0.0,"com.veltro.power.backlight.values.010_020":0.0,"com.veltro.power.backlight.values.020_030":0.0,"com.veltro.power.backlight.values.030_040":0.0,"com.veltro.power.backlight.values.040_050":0.0,"com.veltro.power.backlight.values.050_060":0.0,"com.veltro.power.backlight.values.060_070":0.0,"com.veltro.power.backlight.values.070_080":0.0,"com.veltro.power.backlight.values.080_090":13600.0,"com.veltro.power.backlight.values.090_100":72800.0}}}
+{"at":259200,"log":"Network Supplemental Stats <ERROR>: Zeroing previous stats"}
+{"at":259200,"batch":{"first":{"com.veltro.power.netstats.en0.tcpOOOPkt":3,"com.veltro.power.netstats.en0.udpPort0":2},"second":null}}
+{"at":259200,"batch":{"first":null,"second":{"com.veltro.power.backlight.values.000_010":0.0,"com.veltro.power.backlight.values.010_020":0.0,"com.veltro.power.backlight.values.020_030":0.0,"com.veltro.power.backlight.values.030_040":0.0,"com.veltro.power.backlight.values.040_050":0.0,"com.veltro.power.backlight.values.050_060":0.0,"com.veltro.power.backlight.values.060_070":0.0,"com.veltro.power.backlight.values.070_080":0.0,"com.veltro.power.backlight.values.080_090":0.0,"com.veltro.power.backlight.values.090_100":86400.0}}}
+)");
+}
+
+}  // namespace

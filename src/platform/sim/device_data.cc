@@ -206,6 +206,7 @@ std::optional<std::string> DeviceData::validate(const Json& fields) {
 
 void DeviceData::apply(const Json& fields) {
   for (const auto& [name, value] : fields.items()) data_[name] = value;
+  ++generation_;
 }
 
 std::optional<std::string> ValidateProxy(const Json& proxy) {

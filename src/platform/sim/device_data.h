@@ -25,13 +25,20 @@ class DeviceData {
   void apply(const Json& fields);
 
   const Json& json() const { return data_; }
-  Json& mutableJson() { return data_; }
+  // For changing the data in place; counts as a change.
+  Json& mutableJson() {
+    ++generation_;
+    return data_;
+  }
   const Json& field(const char* name) const { return data_.at(name); }
+  // Grows with every change, so that answers derived from the data can be kept until then.
+  uint64_t generation() const { return generation_; }
 
   static Json defaults();
 
  private:
   Json data_;
+  uint64_t generation_ = 0;
 };
 
 // Conversions between trace JSON and platform values. JSON integers stay integers, so that a

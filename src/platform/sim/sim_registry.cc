@@ -49,17 +49,23 @@ SimRegistry::SimRegistry(SimContext context)
 
 SimRegistry::~SimRegistry() = default;
 
-std::optional<Dictionary> SimRegistry::propertiesOf(const Entry& entry) const {
+const std::optional<Dictionary>& SimRegistry::propertiesOf(const Entry& entry) const {
+  Converted& converted = entry.battery ? batteryProperties_ : backlightProperties_;
+  if (converted.generation == context_.data.generation()) return converted.properties;
+  converted.generation = context_.data.generation();
+  converted.properties.reset();
   if (entry.battery) {
     const Json& battery = context_.data.field("battery");
-    if (battery.is_null()) return std::nullopt;
-    return *ToValue(battery).dictionary();
+    if (!battery.is_null()) converted.properties = *ToValue(battery).dictionary();
+    return converted.properties;
   }
   const Json& backlight = context_.data.field("backlight");
-  if (backlight.is_null()) return std::nullopt;
+  if (backlight.is_null()) return converted.properties;
   Dictionary brightness = *ToValue(backlight).dictionary();
-  return Dictionary{{"backlight-control", true},
-                    {"DVDisplayParameters", Dictionary{{"brightness", std::move(brightness)}}}};
+  converted.properties =
+      Dictionary{{"backlight-control", true},
+                 {"DVDisplayParameters", Dictionary{{"brightness", std::move(brightness)}}}};
+  return converted.properties;
 }
 
 RegistryEntryRef SimRegistry::matchServiceByClass(const std::string& className) {
@@ -72,7 +78,7 @@ RegistryEntryRef SimRegistry::matchServiceByProperties(const Dictionary& matchin
   const Value* wanted = Find(matching, kPropertyMatchKey);
   if (!wanted || !wanted->dictionary()) return nullptr;
   for (const auto& entry : {battery_, backlight_}) {
-    auto properties = propertiesOf(*entry);
+    const auto& properties = propertiesOf(*entry);
     if (!properties) continue;
     bool all = std::all_of(wanted->dictionary()->begin(), wanted->dictionary()->end(),
                            [&](const auto& pair) {
@@ -102,14 +108,14 @@ ReturnCode SimRegistry::addInterestNotification(NotificationPort& port,
 }
 
 ReturnCode SimRegistry::properties(const RegistryEntry& entry, Dictionary* out) {
-  auto properties = propertiesOf(static_cast<const Entry&>(entry));
+  const auto& properties = propertiesOf(static_cast<const Entry&>(entry));
   if (!properties) return kReturnNotFound;
-  *out = std::move(*properties);
+  *out = *properties;
   return kReturnSuccess;
 }
 
 std::optional<Value> SimRegistry::property(const RegistryEntry& entry, const std::string& key) {
-  auto properties = propertiesOf(static_cast<const Entry&>(entry));
+  const auto& properties = propertiesOf(static_cast<const Entry&>(entry));
   if (!properties) return std::nullopt;
   const Value* v = Find(*properties, key);
   if (!v || v->isNull()) return std::nullopt;
