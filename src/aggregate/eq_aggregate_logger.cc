@@ -1,5 +1,259 @@
-// EQAggregateLogger: start-up of the power-state aggregation.
+// EQAggregateLogger: start-up, the device queries and the event step.
 #include "aggregate/eq_aggregate_logger.h"
 
-EQAggregateLogger::EQAggregateLogger() = default;
-EQAggregateLogger::~EQAggregateLogger() = default;
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+#include "platform/platform.h"
+#include "power/eq_battery_properties.h"
+#include "power/eq_notifications.h"
+
+namespace {
+
+using tl::platform::Dictionary;
+using tl::platform::Value;
+
+constexpr double kMaxBookedSeconds = 86400;
+constexpr double kMaxEnergyDelta = 10000;
+
+// A double converted to an unsigned integer as the device's processor does it: saturating, NaN
+// and negatives to 0, instead of leaving the result undefined.
+template <class Unsigned>
+Unsigned SaturatingUnsigned(double d) {
+  if (!(d > 0)) return 0;
+  if (d >= static_cast<double>(std::numeric_limits<Unsigned>::max())) {
+    return std::numeric_limits<Unsigned>::max();
+  }
+  return static_cast<Unsigned>(d);
+}
+
+int32_t WholeSeconds(double seconds) {
+  if (!(seconds > INT32_MIN && seconds < INT32_MAX)) return 0;
+  return static_cast<int32_t>(seconds);
+}
+
+std::string StateKey(const char* name, const char* measure) {
+  return std::string("com.veltro.power.state.") + name + "." + measure;
+}
+
+}  // namespace
+
+EQAggregateLogger::EQAggregateLogger() : baseStates_(kBaseStates) {
+  for (const auto& composite : EQCompositeStates()) {
+    compositeStates_.emplace(composite.name,
+                             EQAggregateState::stateWithSubstateIndices(composite.indices));
+  }
+  for (auto& [name, state] : compositeStates_) {
+    const char* n = name.c_str();
+    commitSlots_.emplace_back(&state, Slots{&commitKeys_[StateKey(n, "duration")],
+                                            &commitKeys_[StateKey(n, "energy")],
+                                            &commitKeys_[StateKey(n, "energyAbsolute")],
+                                            &commitKeys_[StateKey(n, "energyRaw")],
+                                            &commitKeys_[StateKey(n, "count")]});
+  }
+  userSetting_ = &commitKeys_["com.veltro.power.backlight.usersetting"];
+  for (const char* name : {"unplugged_lpm_on_24hr", "unplugged_lpm_off_24hr"}) {
+    for (const char* measure : {"energy", "energyAbsolute", "energyRaw"}) {
+      commitKeys_[StateKey(name, measure)];
+    }
+  }
+  fixedKeys_ = commitKeys_.size();
+
+  auto& platform = tl::platform::Current();
+  auto battery = EQBatteryProperties::init();
+  lastTime_ = platform.clock().now();
+  Readings readings = Read(*battery);
+  lastVoltage_ = readings.voltage;
+  lastCurrentCapacity_ = readings.capacity;
+  lastCurrentCapacityAbsolute_ = readings.absolute;
+  lastCurrentCapacityRaw_ = readings.raw;
+  lastLPMStatus_ = getCurrentLPMState();
+  currentBatteryLevel_ = BatteryLevel(*battery);
+  currentState_ = 0;
+
+  // The present conditions, replayed as full events: five commits, with exits of the states the
+  // replay leaves.
+  auto present = EQBatteryProperties::init();
+  handleEvent(kEQEventCharging, present->isCharging());
+  handleEvent(kEQEventPluggedIn, present->isPluggedIn());
+  handleEvent(kEQEventAwake, 1);
+  handleEvent(kEQEventDisplayOn, getCurrentDisplayState());
+  handleEvent(kEQEventLowPowerMode, lastLPMStatus_);
+
+  auto& center = platform.notificationCenter();
+  center.addObserver(this, EQDeviceDidWakeNotification, [this](const auto& n) { handleWake(n); });
+  center.addObserver(this, EQDeviceWillSleepNotification, [this](const auto& n) { handleSleep(n); });
+  center.addObserver(this, EQDeviceBacklightOnNotification,
+                     [this](const auto& n) { handleScreenOn(n); });
+  center.addObserver(this, EQDeviceBacklightOffNotification,
+                     [this](const auto& n) { handleScreenOff(n); });
+  center.addObserver(this, EQBatteryStatusDidChangeNotification,
+                     [this](const auto& n) { handleBatteryStatus(n); });
+  center.addObserver(this, EQLPMStatusDidChangeNotification,
+                     [this](const auto& n) { handleLPMStatus(n); });
+}
+
+EQAggregateLogger::~EQAggregateLogger() {
+  tl::platform::Current().notificationCenter().removeObserver(this);
+  baseStates_.clear();
+  compositeStates_.clear();
+}
+
+EQAggregateLogger::Readings EQAggregateLogger::Read(const EQBatteryProperties& battery) {
+  Readings r;
+  r.voltage = battery.voltage() / 1000.0;
+  // Without a gas gauge all three are the raw percentage, and the energies are volts times
+  // percent: the same arithmetic is applied to them on purpose.
+  r.capacity = EQBatteryProperties::gasGaugeEnabled() ? battery.currentCapacity()
+                                                      : battery.rawCapacity();
+  r.absolute = EQBatteryProperties::gasGaugeEnabled() ? battery.currentAbsoluteCapacity()
+                                                      : battery.rawCapacity();
+  r.raw = EQBatteryProperties::gasGaugeEnabled() ? battery.rawCurrentCapacity()
+                                                 : battery.rawCapacity();
+  return r;
+}
+
+uint32_t EQAggregateLogger::BatteryLevel(const EQBatteryProperties& battery) {
+  // Whatever the gas gauge says: a multiple of ten, rounded up.
+  return SaturatingUnsigned<uint32_t>(
+      std::ceil(battery.currentCapacity() / battery.maxCapacity() * 10.0) * 10.0);
+}
+
+double EQAggregateLogger::backlightLevel() {
+  return static_cast<double>(tl::platform::Current().registry().displayBrightness());
+}
+
+bool EQAggregateLogger::getCurrentDisplayState() {
+  auto& registry = tl::platform::Current().registry();
+  auto service = registry.matchServiceByProperties(
+      {{tl::platform::kPropertyMatchKey, Dictionary{{"backlight-control", true}}}});
+  // Any failure reads as the display being on.
+  if (!service) return true;
+  auto parameters = registry.property(*service, "DVDisplayParameters");
+  if (!parameters) return true;
+  const Value* brightness = parameters->find("brightness");
+  const Value* value = brightness ? brightness->find("value") : nullptr;
+  if (!value) return true;
+  return value->intValue() > 0;
+}
+
+bool EQAggregateLogger::getCurrentLPMState() {
+  auto& notifications = tl::platform::Current().namedNotifications();
+  int32_t token = 0;
+  if (notifications.registerCheck("com.veltro.system.batterysavermode", &token) !=
+      tl::platform::kNotifyStatusOk) {
+    return false;
+  }
+  uint64_t state = 0;
+  notifications.getState(token, &state);
+  notifications.cancel(token);
+  return state == 1;
+}
+
+void EQAggregateLogger::handleEvent(int event, int withStatus) {
+  const uint32_t old = currentState_;
+  EQAggregateState& leaving = baseStates_[old & 31];
+  const double now = tl::platform::Current().clock().now();
+
+  double duration = 0;
+  double delta = 0;
+  double deltaAbsolute = 0;
+  double deltaRaw = 0;
+  // Within the same whole second nothing is measured and nothing of the last event moves.
+  if (WholeSeconds(now) != WholeSeconds(lastTime_)) {
+    auto battery = EQBatteryProperties::init();
+    const Readings now_ = Read(*battery);
+    const double averageVoltage = (now_.voltage + lastVoltage_) * 0.5;
+    deltaRaw = averageVoltage * (now_.raw - lastCurrentCapacityRaw_);
+    deltaAbsolute = averageVoltage * (now_.absolute - lastCurrentCapacityAbsolute_);
+    delta = averageVoltage * (now_.capacity - lastCurrentCapacity_);
+    // Plugged in and charging keeps only gains; everything else, charging while unplugged too,
+    // keeps only drains.
+    const bool gainsOnly = (old & 8u) && (old & 1u);
+    for (double* d : {&delta, &deltaAbsolute, &deltaRaw}) {
+      if (gainsOnly ? *d < 0.0 : *d > 0.0) *d = 0.0;
+    }
+    duration = now - lastTime_;
+    lastVoltage_ = now_.voltage;
+    lastCurrentCapacity_ = now_.capacity;
+    lastCurrentCapacityAbsolute_ = now_.absolute;
+    lastCurrentCapacityRaw_ = now_.raw;
+    lastTime_ = now;  // the same instant as the measurement: no time is lost or counted twice
+    if (event == kEQEventLowPowerMode) currentBatteryLevel_ = BatteryLevel(*battery);
+  }
+
+  // Energy is booked positive for a drain. Intervals that are impossible, or whose three energy
+  // readings all jumped, are discarded; the state change and the commit still happen.
+  if (duration >= 0 && duration <= kMaxBookedSeconds &&
+      (std::fabs(delta) < kMaxEnergyDelta || std::fabs(deltaAbsolute) < kMaxEnergyDelta ||
+       std::fabs(deltaRaw) < kMaxEnergyDelta)) {
+    leaving.setTime(duration, -delta, -deltaAbsolute, -deltaRaw);
+  }
+
+  uint32_t next = old;
+  if (event >= 0 && event < 32) {
+    next = (old & ~(1u << event)) | (static_cast<uint32_t>(withStatus) << event);
+  }
+  if (next != old) {
+    leaving.incrementCount();
+    // A composite counts the times it was left, not moves between its own base states.
+    for (auto& [name, composite] : compositeStates_) {
+      const EQStateSet set = composite.substateIndices();
+      if (set.contains(old) && !set.contains(next)) composite.incrementCount();
+    }
+  }
+  currentState_ = next;
+
+  for (auto& [state, slots] : commitSlots_) {
+    EQAggregateState& composite = *state;
+    composite.updateCompositeStateWithBaseStates(baseStates_);
+    *slots.duration = static_cast<long long>(std::lround(composite.time()));
+    *slots.energy = static_cast<long long>(std::lround(composite.energy()));
+    *slots.energyAbsolute = static_cast<long long>(std::lround(composite.energyAbsolute()));
+    *slots.energyRaw = static_cast<long long>(std::lround(composite.energyRaw()));
+    *slots.count = static_cast<long long>(composite.count());
+  }
+  for (const auto& [name, composite] : compositeStates_) handleLPMEvent(name, commitKeys_, composite);
+  // Whole percent, truncated.
+  *userSetting_ = static_cast<unsigned long long>(
+      SaturatingUnsigned<uint64_t>(backlightLevel() * 100.0));
+  TLClientBatchKeys(&commitKeys_, nullptr);
+  // An enable or disable key belongs to the commit that made it.
+  if (commitKeys_.size() > fixedKeys_) {
+    std::erase_if(commitKeys_, [](const auto& entry) {
+      return entry.first.ends_with(".LPM.enable") || entry.first.ends_with(".LPM.disable");
+    });
+  }
+
+  for (auto& base : baseStates_) base.resetStats();
+  for (auto& [name, composite] : compositeStates_) composite.resetStats();
+}
+
+void EQAggregateLogger::handleScreenOn(const tl::platform::Notification&) {
+  handleEvent(kEQEventDisplayOn, 1);
+}
+
+void EQAggregateLogger::handleScreenOff(const tl::platform::Notification&) {
+  handleEvent(kEQEventDisplayOn, 0);
+}
+
+void EQAggregateLogger::handleSleep(const tl::platform::Notification&) {
+  handleEvent(kEQEventAwake, 0);
+}
+
+void EQAggregateLogger::handleBatteryStatus(const tl::platform::Notification& notification) {
+  const Value* value = Find(notification.userInfo, EQBatteryStatusPropertiesKey);
+  const auto* battery = value ? dynamic_cast<const EQBatteryProperties*>(value->object()) : nullptr;
+  if (!battery) return;
+  // Two commits: the second normally falls into the same second and books nothing.
+  handleEvent(kEQEventPluggedIn, battery->isPluggedIn());
+  handleEvent(kEQEventCharging, battery->isCharging());
+}
+
+void EQAggregateLogger::handleLPMStatus(const tl::platform::Notification& notification) {
+  // Keyed by the notification's own name, as the power listener posts it.
+  const Value* status = Find(notification.userInfo, notification.name);
+  const Value* value = status ? status->find("value") : nullptr;
+  handleEvent(kEQEventLowPowerMode, value && value->longLongValue() == 1 ? 1 : 0);
+}

@@ -1,0 +1,99 @@
+// The low-power-mode keys of every commit, and the wake-reason keys of every wake.
+#include <cmath>
+#include <cstdio>
+#include <string_view>
+
+#include "aggregate/eq_aggregate_logger.h"
+#include "platform/platform.h"
+#include "power/eq_notifications.h"
+
+namespace {
+
+using tl::platform::KeyValues;
+
+constexpr int32_t kNotCurrent = -1000000;
+
+constexpr std::string_view kComponentTokens[] = {
+    "aux", "cellmodem", "shortlink", "pinbridge", "antennas", "tmr",
+    "spu_ferrite", "spu_press", "spu_motion", "bmon", "dock", "wnet"};
+constexpr std::string_view kUserTokens[] = {"grip", "home", "muter", "remote", "lidfold"};
+
+void SetEnergies(KeyValues& keys, const char* name, const EQAggregateState& state) {
+  const std::string prefix = std::string("com.veltro.power.state.") + name;
+  keys[prefix + ".energy"] = static_cast<long long>(std::lround(state.energy()));
+  keys[prefix + ".energyAbsolute"] = static_cast<long long>(std::lround(state.energyAbsolute()));
+  keys[prefix + ".energyRaw"] = static_cast<long long>(std::lround(state.energyRaw()));
+}
+
+void SetNotCurrent(KeyValues& keys, const char* name) {
+  const std::string prefix = std::string("com.veltro.power.state.") + name;
+  for (const char* measure : {".energy", ".energyAbsolute", ".energyRaw"}) {
+    keys[prefix + measure] = kNotCurrent;
+  }
+}
+
+std::string LevelKey(uint32_t level, const char* change) {
+  char key[96];
+  std::snprintf(key, sizeof key, "com.veltro.power.state.%d.LPM.%s", static_cast<int>(level),
+                change);
+  return key;
+}
+
+// The key a wake-reason token counts under, or "" for none of the known ones.
+std::string WakeKey(std::string_view token) {
+  std::string key;
+  for (std::string_view component : kComponentTokens) {
+    if (token == component) key = "com.veltro.power.wake_reasons." + std::string(token);
+  }
+  if (key.empty() && token.starts_with("spu")) key = "com.veltro.power.wake_reasons.spu_other";
+  // The user tokens win over the rest; only "magsense" is matched as a prefix, on purpose.
+  for (std::string_view user : kUserTokens) {
+    if (token == user) key = "com.veltro.power.wake_reasons.user";
+  }
+  if (token.starts_with("magsense")) key = "com.veltro.power.wake_reasons.user";
+  return key;
+}
+
+}  // namespace
+
+void EQAggregateLogger::handleLPMEvent(const std::string& name, KeyValues& withTallydKeys,
+                                       const EQAggregateState& withAggregateState) {
+  KeyValues& keys = withTallydKeys;
+  // The condition that is current gets the interval's energy, the other the sentinel.
+  if (name == "unplugged_lpm_on" && isLPMOn()) {
+    SetEnergies(keys, "unplugged_lpm_on_24hr", withAggregateState);
+    SetNotCurrent(keys, "unplugged_lpm_off_24hr");
+    if (!lastLPMStatus_) {
+      keys[LevelKey(currentBatteryLevel_, "enable")] = 1;
+      lastLPMStatus_ = true;
+    }
+  } else if (name == "unplugged_lpm_off" && !isLPMOn()) {
+    SetEnergies(keys, "unplugged_lpm_off_24hr", withAggregateState);
+    SetNotCurrent(keys, "unplugged_lpm_on_24hr");
+    if (lastLPMStatus_) {
+      keys[LevelKey(currentBatteryLevel_, "disable")] = 1;
+      lastLPMStatus_ = false;
+    }
+  }
+}
+
+void EQAggregateLogger::handleWake(const tl::platform::Notification& notification) {
+  KeyValues keys;
+  const tl::platform::Value* reason = Find(notification.userInfo, EQDeviceDidWakeSystemReasonKey);
+  if (reason && reason->string()) {
+    // Split at every single blank: two blanks in a row make an empty token.
+    std::string_view rest = *reason->string();
+    while (true) {
+      const size_t blank = rest.find(' ');
+      const std::string_view token = rest.substr(0, blank);
+      const std::string key = WakeKey(token);
+      keys[key.empty() ? "com.veltro.power.wake_reasons.other" : key] = 1;
+      if (blank == std::string_view::npos) break;
+      rest.remove_prefix(blank + 1);
+    }
+  }
+  keys["com.veltro.power.wakecount"] = 1;
+  TLClientBatchKeys(&keys, nullptr);
+  // The device is awake now: a second, separate commit.
+  handleEvent(kEQEventAwake, 1);
+}
