@@ -69,6 +69,9 @@ EQAggregateLogger::EQAggregateLogger() : baseStates_(kBaseStates) {
   lastCurrentCapacityAbsolute_ = readings.absolute;
   lastCurrentCapacityRaw_ = readings.raw;
   lastLPMStatus_ = getCurrentLPMState();
+  // The replay's first commits run before its low-power-mode event and already count as low-power
+  // mode off, which clears lastLPMStatus; the event itself carries the state read here.
+  const bool lowPowerModeAtStart = lastLPMStatus_;
   currentBatteryLevel_ = BatteryLevel(*battery);
   currentState_ = 0;
 
@@ -79,7 +82,7 @@ EQAggregateLogger::EQAggregateLogger() : baseStates_(kBaseStates) {
   handleEvent(kEQEventPluggedIn, present->isPluggedIn());
   handleEvent(kEQEventAwake, 1);
   handleEvent(kEQEventDisplayOn, getCurrentDisplayState());
-  handleEvent(kEQEventLowPowerMode, lastLPMStatus_);
+  handleEvent(kEQEventLowPowerMode, lowPowerModeAtStart);
 
   auto& center = platform.notificationCenter();
   center.addObserver(this, EQDeviceDidWakeNotification, [this](const auto& n) { handleWake(n); });
