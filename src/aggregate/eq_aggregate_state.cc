@@ -30,9 +30,11 @@ void EQAggregateState::incrementCount() { ++count_; }
 void EQAggregateState::updateCompositeStateWithBaseStates(
     const std::vector<EQAggregateState>& baseStates) {
   setTime(0, 0, 0, 0);
-  // Ascending index order: the sums are the same in any order but for rounding.
-  for (uint32_t i = 0; i < kBaseStates && i < baseStates.size(); ++i) {
-    if (!substateIndices_.contains(i)) continue;
+  // Ascending index order, one set bit at a time: the sums are the same in any order but for
+  // rounding.
+  for (uint32_t bits = substateIndices_.bits; bits != 0; bits &= bits - 1) {
+    const uint32_t i = static_cast<uint32_t>(__builtin_ctz(bits));
+    if (i >= baseStates.size()) break;
     const EQAggregateState& base = baseStates[i];
     time_ += base.time_;
     energy_ += base.energy_;

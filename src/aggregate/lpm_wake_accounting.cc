@@ -18,18 +18,33 @@ constexpr std::string_view kComponentTokens[] = {
     "spu_ferrite", "spu_press", "spu_motion", "bmon", "dock", "wnet"};
 constexpr std::string_view kUserTokens[] = {"grip", "home", "muter", "remote", "lidfold"};
 
-void SetEnergies(KeyValues& keys, const char* name, const EQAggregateState& state) {
-  const std::string prefix = std::string("com.veltro.power.state.") + name;
-  keys[prefix + ".energy"] = static_cast<long long>(std::lround(state.energy()));
-  keys[prefix + ".energyAbsolute"] = static_cast<long long>(std::lround(state.energyAbsolute()));
-  keys[prefix + ".energyRaw"] = static_cast<long long>(std::lround(state.energyRaw()));
+// The three energy keys of a 24hr name; made once, since every commit writes all six.
+struct EnergyKeys {
+  std::string energy, energyAbsolute, energyRaw;
+  explicit EnergyKeys(const std::string& name)
+      : energy("com.veltro.power.state." + name + ".energy"),
+        energyAbsolute("com.veltro.power.state." + name + ".energyAbsolute"),
+        energyRaw("com.veltro.power.state." + name + ".energyRaw") {}
+};
+const EnergyKeys& On24hr() {
+  static const EnergyKeys keys("unplugged_lpm_on_24hr");
+  return keys;
+}
+const EnergyKeys& Off24hr() {
+  static const EnergyKeys keys("unplugged_lpm_off_24hr");
+  return keys;
 }
 
-void SetNotCurrent(KeyValues& keys, const char* name) {
-  const std::string prefix = std::string("com.veltro.power.state.") + name;
-  for (const char* measure : {".energy", ".energyAbsolute", ".energyRaw"}) {
-    keys[prefix + measure] = kNotCurrent;
-  }
+void SetEnergies(KeyValues& keys, const EnergyKeys& names, const EQAggregateState& state) {
+  keys[names.energy] = static_cast<long long>(std::lround(state.energy()));
+  keys[names.energyAbsolute] = static_cast<long long>(std::lround(state.energyAbsolute()));
+  keys[names.energyRaw] = static_cast<long long>(std::lround(state.energyRaw()));
+}
+
+void SetNotCurrent(KeyValues& keys, const EnergyKeys& names) {
+  keys[names.energy] = kNotCurrent;
+  keys[names.energyAbsolute] = kNotCurrent;
+  keys[names.energyRaw] = kNotCurrent;
 }
 
 std::string LevelKey(uint32_t level, const char* change) {
@@ -61,15 +76,15 @@ void EQAggregateLogger::handleLPMEvent(const std::string& name, KeyValues& withT
   KeyValues& keys = withTallydKeys;
   // The condition that is current gets the interval's energy, the other the sentinel.
   if (name == "unplugged_lpm_on" && isLPMOn()) {
-    SetEnergies(keys, "unplugged_lpm_on_24hr", withAggregateState);
-    SetNotCurrent(keys, "unplugged_lpm_off_24hr");
+    SetEnergies(keys, On24hr(), withAggregateState);
+    SetNotCurrent(keys, Off24hr());
     if (!lastLPMStatus_) {
       keys[LevelKey(currentBatteryLevel_, "enable")] = 1;
       lastLPMStatus_ = true;
     }
   } else if (name == "unplugged_lpm_off" && !isLPMOn()) {
-    SetEnergies(keys, "unplugged_lpm_off_24hr", withAggregateState);
-    SetNotCurrent(keys, "unplugged_lpm_on_24hr");
+    SetEnergies(keys, Off24hr(), withAggregateState);
+    SetNotCurrent(keys, On24hr());
     if (lastLPMStatus_) {
       keys[LevelKey(currentBatteryLevel_, "disable")] = 1;
       lastLPMStatus_ = false;

@@ -56,6 +56,32 @@ TEST_F(ReplayTest, AnUnpluggedHourWithTheScreenOnThenOff) {
   EXPECT_EQ(State(on, "unplugged_screen_off"), (std::vector<int64_t>{3600, 300, 338, 338, 1}));
   EXPECT_EQ(State(on, "unplugged_screen_on"), (std::vector<int64_t>{0, 0, 0, 0, 0}));
   EXPECT_EQ(on.size(), 62u);  // 11 states x 5 keys, six 24hr keys, the user setting
+
+  // The whole commit at 1800, key for key: the interval was in base state 6 (unplugged, awake,
+  // display on), so only the states containing 6 carry it, and only the screen-on state was left.
+  Json expected = Json::object();
+  const std::vector<std::string> carrying = {"unplugged", "unplugged_awake", "unplugged_screen_on",
+                                             "unplugged_lpm_off"};
+  for (const char* name : {"unplugged", "unplugged_asleep", "unplugged_awake", "unplugged_screen_on",
+                           "unplugged_screen_off", "unplugged_lpm_on", "unplugged_lpm_off",
+                           "pluggedin", "pluggedin_charging", "pluggedin_screen_on",
+                           "pluggedin_screen_off"}) {
+    const bool carries = std::find(carrying.begin(), carrying.end(), name) != carrying.end();
+    const std::string key = std::string("com.veltro.power.state.") + name;
+    expected[key + ".duration"] = carries ? 1800 : 0;
+    expected[key + ".energy"] = carries ? 390 : 0;
+    expected[key + ".energyAbsolute"] = carries ? 429 : 0;
+    expected[key + ".energyRaw"] = carries ? 468 : 0;
+    expected[key + ".count"] = std::string(name) == "unplugged_screen_on" ? 1 : 0;
+  }
+  expected["com.veltro.power.state.unplugged_lpm_off_24hr.energy"] = 390;
+  expected["com.veltro.power.state.unplugged_lpm_off_24hr.energyAbsolute"] = 429;
+  expected["com.veltro.power.state.unplugged_lpm_off_24hr.energyRaw"] = 468;
+  expected["com.veltro.power.state.unplugged_lpm_on_24hr.energy"] = -1000000;
+  expected["com.veltro.power.state.unplugged_lpm_on_24hr.energyAbsolute"] = -1000000;
+  expected["com.veltro.power.state.unplugged_lpm_on_24hr.energyRaw"] = -1000000;
+  expected["com.veltro.power.backlight.usersetting"] = 55;
+  EXPECT_EQ(off, expected);
 }
 
 TEST_F(ReplayTest, PluggedInAndChargingKeepsOnlyGains) {
