@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "platform/module_handle.h"
 #include "platform/sim/sim_device.h"
@@ -40,5 +41,12 @@ class CountingHandle : public platform::ModuleHandle {
   sim::SimDevice& device_;
   std::unique_ptr<platform::SerialQueue> queue_;
 };
+
+// The texts of the device's log lines, in order.
+inline std::vector<std::string> LogTexts(sim::SimDevice& device) {
+  std::vector<std::string> texts;
+  for (const auto& line : device.outputs().logs()) texts.push_back(line.text);
+  return texts;
+}
 
 }  // namespace tl::testing

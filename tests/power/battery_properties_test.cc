@@ -11,12 +11,6 @@ namespace {
 using namespace tl::testing;
 using tl::sim::Json;
 
-std::vector<std::string> Logs(tl::sim::SimDevice& device) {
-  std::vector<std::string> texts;
-  for (const auto& line : device.outputs().logs()) texts.push_back(line.text);
-  return texts;
-}
-
 TEST(BatteryProperties, DerivedValuesAndTheChargingStateInItsOrder) {
   CurrentDevice device(Json{{"battery", {{"CurrentCapacity", 50}, {"MaxCapacity", 200},
                                          {"VeltroRawCurrentCapacity", 30},
@@ -80,7 +74,7 @@ TEST(BatteryProperties, WithoutAGasGaugeTheRawVoltageIsRead) {
   EXPECT_EQ(battery->voltage(), 3795);
   device->set({{"battery", {{"Voltage", 3800}}}});
   EXPECT_EQ(battery->voltage(), -1);
-  EXPECT_EQ(Logs(*device).back(), "Unable to look up battery voltage");
+  EXPECT_EQ(LogTexts(*device).back(), "Unable to look up battery voltage");
 }
 
 TEST(BatteryProperties, NoEntryAndAFailedReadAnswerNothing) {
@@ -91,13 +85,13 @@ TEST(BatteryProperties, NoEntryAndAFailedReadAnswerNothing) {
   EXPECT_FALSE(none->isCharging());
   EXPECT_TRUE(std::isnan(none->capacity()));
   EXPECT_EQ(none->voltage(), -1);
-  EXPECT_EQ(Logs(*device), std::vector<std::string>{"Unable to look up battery voltage"});
+  EXPECT_EQ(LogTexts(*device), std::vector<std::string>{"Unable to look up battery voltage"});
 
   device->set({{"battery", {{"CurrentCapacity", 1}}}});
   auto entry = EQBatteryProperties::properties();
   device->set({{"battery", nullptr}});  // the entry stops answering
   EXPECT_EQ(entry->batteryProperties(), nullptr);
-  EXPECT_EQ(Logs(*device).back(), "Unable to get properties for battery (0xe00002f0)");
+  EXPECT_EQ(LogTexts(*device).back(), "Unable to get properties for battery (0xe00002f0)");
 }
 
 }  // namespace

@@ -11,12 +11,6 @@ using ::testing::ElementsAre;
 using namespace tl::testing;
 using tl::sim::Json;
 
-std::vector<std::string> Logs(tl::sim::SimDevice& device) {
-  std::vector<std::string> texts;
-  for (const auto& line : device.outputs().logs()) texts.push_back(line.text);
-  return texts;
-}
-
 TEST(BrightnessBuckets, EveryReadingOfARangeStartingAtZero) {
   CurrentDevice device;
   minBright = 0;
@@ -30,7 +24,7 @@ TEST(BrightnessBuckets, EveryReadingOfARangeStartingAtZero) {
   EXPECT_EQ(makeBucket(-1, 4), 4);  // -1 keeps the current bucket
   EXPECT_EQ(makeBucket(-1, 11), 10);
   EXPECT_EQ(makeBucket(110, 4), 0);  // bucket 12: bad, with a message
-  EXPECT_THAT(Logs(*device), ElementsAre("bucketize: bad bucket size: 12"));
+  EXPECT_THAT(LogTexts(*device), ElementsAre("bucketize: bad bucket size: 12"));
 }
 
 TEST(BrightnessBuckets, TheDivisorIsTheMaximumNotTheWidth) {
@@ -47,7 +41,7 @@ TEST(BrightnessBuckets, TheDivisorIsTheMaximumNotTheWidth) {
   EXPECT_EQ(makeBucket(10, 0), 0);  // -10 % divides by ten to -1, plus one
   minBright = 50;
   EXPECT_EQ(makeBucket(1, 0), 0);  // -49 %: bucket -3 is bad
-  EXPECT_THAT(Logs(*device), ElementsAre("bucketize: bad bucket size: -3"));
+  EXPECT_THAT(LogTexts(*device), ElementsAre("bucketize: bad bucket size: -3"));
   minBright = 0;
   maxBright = 50;
   EXPECT_EQ(makeBucket(25, 0), 6);  // 50 %
@@ -59,7 +53,7 @@ TEST(BrightnessBuckets, BadBucketMessagesStopAfterAHundred) {
   for (uint32_t i = 0; i < 101; ++i) EXPECT_EQ(checkBucket(12 + i), 0);
   EXPECT_EQ(checkBucket(0xFFFFFFFF), 0);
   EXPECT_EQ(checkBucket(11), 11);
-  auto logs = Logs(*device);
+  auto logs = LogTexts(*device);
   ASSERT_EQ(logs.size(), 100u);
   EXPECT_EQ(logs.front(), "bucketize: bad bucket size: 12");
   EXPECT_EQ(logs.back(), "bucketize: bad bucket size: 111");
@@ -114,7 +108,7 @@ TEST(BrightnessBuckets, AnUnknownRangeIgnoresReadingsWithOneMessage) {
   u.device().setBacklightValue(60);
   u.device().setBacklightValue(70);
   u.device().runUntilIdle();
-  auto logs = Logs(u.device());
+  auto logs = LogTexts(u.device());
   EXPECT_EQ(std::count(logs.begin(), logs.end(),
                        "bucketize: ERROR: minBright = -1, maxBright = -1"),
             1);

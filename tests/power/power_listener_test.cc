@@ -17,12 +17,6 @@ using namespace tl::testing;
 using namespace tl::platform;
 using tl::sim::Json;
 
-std::vector<std::string> Logs(tl::sim::SimDevice& device) {
-  std::vector<std::string> texts;
-  for (const auto& line : device.outputs().logs()) texts.push_back(line.text);
-  return texts;
-}
-
 TEST(PowerListener, SleepMessagesPostThenAcknowledgeWithTheirIdentifier) {
   PowerTest t;
   auto& registry = t.device().simRegistry();
@@ -56,7 +50,7 @@ TEST(PowerListener, WakeReasonIsTrimmedOrUnknown) {
 
   t.device().set({{"wake_reason", nullptr}});
   EXPECT_EQ(t.listener()->wakeReason(), "<unknown>");
-  EXPECT_EQ(Logs(t.device()).back(), "Could not get wake reason (errno: 2)");
+  EXPECT_EQ(LogTexts(t.device()).back(), "Could not get wake reason (errno: 2)");
 }
 
 TEST(PowerListener, BacklightReadingsPostOnlyWhenTheSideChanges) {
@@ -122,7 +116,7 @@ TEST(PowerListener, NoBatteryEntryFailsConstructionAndTheHubGoesOn) {
   CountingHandle handle(*device);
   TLEventModuleInitializer(&handle);
   device->runUntilIdle();
-  EXPECT_EQ(Logs(*device)[0], "Error calling DVServiceAddInterestNotification (0xe00002c2)");
+  EXPECT_EQ(LogTexts(*device)[0], "Error calling DVServiceAddInterestNotification (0xe00002c2)");
   // The thermal samples still come: the hub finished its start-up without the listener.
   device->setThermalLevel(2);
   device->runUntilIdle();
@@ -133,7 +127,7 @@ TEST(PowerListener, NoBatteryEntryFailsConstructionAndTheHubGoesOn) {
 TEST(PowerListener, NoBacklightFailsConstructionAfterTheSystemPowerRegistration) {
   PowerTest t(Json{{"backlight", nullptr}});
   EXPECT_EQ(t.listener(), nullptr);
-  EXPECT_THAT(Logs(t.device()),
+  EXPECT_THAT(LogTexts(t.device()),
               ElementsAre("Error calling DVServiceAddInterestNotification for backlight service "
                           "(0xe00002c2)"));
   // The release took the system-power registration away; the battery interest stays, on

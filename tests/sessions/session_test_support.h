@@ -49,12 +49,6 @@ inline std::string BundleFile(sim::SimDevice& device) {
   return DeviceFile(device, TLSessionPersistenceManager::kBundleLogPath);
 }
 
-inline std::vector<std::string> LogTexts(sim::SimDevice& device) {
-  std::vector<std::string> texts;
-  for (const auto& line : device.outputs().logs()) texts.push_back(line.text);
-  return texts;
-}
-
 inline std::vector<std::pair<std::string, int64_t>> Scalars(sim::SimDevice& device) {
   std::vector<std::pair<std::string, int64_t>> scalars;
   for (const auto& s : device.outputs().scalars()) scalars.emplace_back(s.key, s.value);
