@@ -57,14 +57,14 @@ std::string Trimmed(std::string text) {
 
 }  // namespace
 
-TLPowerEventListener::TLPowerEventListener(tl::platform::SerialQueue& hostQueue)
-    : hostQueue_(hostQueue), context_(std::make_shared<Context>(Context{this})) {}
+TLPowerEventListener::TLPowerEventListener()
+    : context_(std::make_shared<Context>(Context{this})) {}
 
 std::unique_ptr<TLPowerEventListener> TLPowerEventListener::initWithQueue(
     tl::platform::SerialQueue& queue) {
   auto& platform = tl::platform::Current();
   auto& registry = platform.registry();
-  auto listener = std::make_unique<TLPowerEventListener>(queue);
+  auto listener = std::make_unique<TLPowerEventListener>();
   std::weak_ptr<Context> context = listener->context_;
 
   listener->_loggingQueue = platform.dispatch().createSerialQueue(

@@ -51,7 +51,7 @@ class TLPowerEventListener {
   // Whether this is a build without a user interface; an unknown release type counts as one.
   static bool nonUIBuild();
 
-  explicit TLPowerEventListener(tl::platform::SerialQueue& hostQueue);  // through initWithQueue
+  TLPowerEventListener();  // through initWithQueue
 
  private:
   // What registrations that outlive the listener call back into: cleared when it goes.
@@ -63,7 +63,6 @@ class TLPowerEventListener {
   void backlightChanged(const tl::platform::RegistryEntryRef& service);
   void initialBrightnessRead();
 
-  tl::platform::SerialQueue& hostQueue_;
   std::shared_ptr<Context> context_;
   std::unique_ptr<tl::platform::NotificationPort> ioNotifyPort;
   std::unique_ptr<tl::platform::InterestNotification> notificationRef;
