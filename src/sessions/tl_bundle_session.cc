@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/no_destructor.h"
 #include "platform/platform.h"
 #include "sessions/tl_bundle_extension.h"
 #include "sessions/tl_session_persistence_manager.h"
@@ -26,9 +27,12 @@ const char* NameOrNull(const TLBundleSession::NameTable& table, uint32_t code) {
 }
 
 // A bundle's key: prefix followed by the bundle identifier, built in a buffer that keeps its
-// capacity, because keys are made at every run-state change.
+// capacity, because keys are made at every run-state change. One buffer serves the process:
+// sessions are only ever touched on the serial session queue. (Not thread_local: the module is
+// loaded with dlopen, where thread-local storage is dynamic and costs a lookup per use.)
 const std::string& BundleKey(const char* prefix, const std::optional<std::string>& bundle) {
-  thread_local std::string key;
+  static tl::NoDestructor<std::string> buffer;
+  std::string& key = *buffer;
   key.assign(prefix);
   key.append(TextOrNull(bundle));
   return key;
