@@ -28,10 +28,4 @@ void NotificationCenter::post(std::string name, const void* object, Dictionary u
   for (const auto& handler : targets) (*handler)(notification);
 }
 
-size_t NotificationCenter::observerCount(std::string_view name) const {
-  std::lock_guard lock(mutex_);
-  return std::count_if(entries_.begin(), entries_.end(),
-                       [&](const Entry& e) { return e.name == name; });
-}
-
 }  // namespace tl::platform

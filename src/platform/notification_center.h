@@ -30,8 +30,6 @@ class NotificationCenter {
   void removeObserver(const void* observer);
   void post(std::string name, const void* object, Dictionary userInfo = {});
 
-  size_t observerCount(std::string_view name) const;
-
  private:
   struct Entry {
     const void* observer;

@@ -22,6 +22,4 @@ Platform& Current() {
 
 void MakeCurrent(Platform* platform) { g_current.store(platform, std::memory_order_release); }
 
-bool HasCurrent() { return g_current.load(std::memory_order_acquire) != nullptr; }
-
 }  // namespace tl::platform

@@ -44,6 +44,5 @@ class Platform {
 // process-wide.
 Platform& Current();
 void MakeCurrent(Platform* platform);
-bool HasCurrent();
 
 }  // namespace tl::platform

@@ -35,12 +35,6 @@ class ListenerTest {
     device_->postNamedNotification(name, std::nullopt);
     device_->runUntilIdle();
   }
-  // Runs f on the session queue, where the maps and sessions may be touched.
-  template <class F>
-  void onSessionQueue(F f) {
-    listener_->sessionQueue().async(f);
-    device_->runUntilIdle();
-  }
   std::string logFile(const std::string& name) {
     return DeviceFile(*device_, "/var/mobile/Library/Logs/Faultkeeper/" + name);
   }

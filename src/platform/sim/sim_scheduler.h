@@ -63,7 +63,6 @@ class SimScheduler : public platform::Dispatch, public platform::Clock {
 
   // What the module created, for tests: "label (qos)" or "label -> target".
   const std::vector<std::string>& createdQueues() const { return created_; }
-  size_t pendingTimers() const { return timers_.size(); }
 
   // Used by queues and the objects above.
   void enqueue(SimQueue* queue, Task task);
