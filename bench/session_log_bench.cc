@@ -28,8 +28,8 @@ std::unique_ptr<Listener> StartedListener(tl::bench::BenchDevice& device) {
 
 std::string BundleRecord(int i) {
   return "[\"com.example.bundle" + std::to_string(i) +
-         "\",2,\"00112233-4455-6677-8899-AABBCCDDEEFF\",\"" + std::to_string(100 + i) +
-         "\",\"1." + std::to_string(i) + "\",\"A1B2C3D4-0000-1111-2222-333344445555\"," +
+         "\",2,\"00112233-4455-6677-8899-AABBCCDDEEFF\",\"" + std::to_string(100 + i) + "\",\"1." +
+         std::to_string(i) + "\",\"A1B2C3D4-0000-1111-2222-333344445555\"," +
          std::to_string(500000 + i) + ",\"cohort\",143441,false," + std::to_string(i + 1) + "]";
 }
 
@@ -40,7 +40,8 @@ void BM_WriteSessionLog(benchmark::State& state) {
   auto listener = StartedListener(device);
   std::vector<Listener::SessionList> bundles(1);
   for (int i = 0; i < kBundles; ++i) {
-    bundles[0].push_back(TLBundleSession::initWithRecordArray(nlohmann::json::parse(BundleRecord(i))));
+    bundles[0].push_back(
+        TLBundleSession::initWithRecordArray(nlohmann::json::parse(BundleRecord(i))));
   }
 #ifdef TL_HEAP_COUNTING
   int64_t peakAbove = 0;
@@ -79,8 +80,7 @@ BENCHMARK(BM_WriteSessionLog)->Unit(benchmark::kMillisecond);
 void BM_RebuildPreviousPeriod(benchmark::State& state) {
   tl::bench::BenchDevice device;
   auto listener = StartedListener(device);
-  std::filesystem::create_directories(
-      device.hostPath("/var/mobile/Library/Tallyline"));
+  std::filesystem::create_directories(device.hostPath("/var/mobile/Library/Tallyline"));
   std::string bundleLines;
   std::string eventLines;
   for (int i = 0; i < kBundles; ++i) {
@@ -111,8 +111,10 @@ void BM_AppStateChange(benchmark::State& state) {
       R"({"apps": [{"bundle": "com.example.bench", "bundle_version": "1"}]})"));
   auto listener = StartedListener(device);
   auto& apps = device.simApplications();
-  const tl::platform::Dictionary foreground = {{"bundle", "com.example.bench"}, {"pid", 0}, {"state", 8}};
-  const tl::platform::Dictionary background = {{"bundle", "com.example.bench"}, {"pid", 0}, {"state", 2}};
+  const tl::platform::Dictionary foreground = {
+      {"bundle", "com.example.bench"}, {"pid", 0}, {"state", 8}};
+  const tl::platform::Dictionary background = {
+      {"bundle", "com.example.bench"}, {"pid", 0}, {"state", 2}};
   int64_t events = 0;
   for (auto _ : state) {
     apps.reportState(foreground);

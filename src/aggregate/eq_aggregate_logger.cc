@@ -46,11 +46,10 @@ EQAggregateLogger::EQAggregateLogger() : baseStates_(kBaseStates) {
   }
   for (auto& [name, state] : compositeStates_) {
     const char* n = name.c_str();
-    commitSlots_.emplace_back(&state, Slots{&commitKeys_[StateKey(n, "duration")],
-                                            &commitKeys_[StateKey(n, "energy")],
-                                            &commitKeys_[StateKey(n, "energyAbsolute")],
-                                            &commitKeys_[StateKey(n, "energyRaw")],
-                                            &commitKeys_[StateKey(n, "count")]});
+    commitSlots_.emplace_back(
+        &state, Slots{&commitKeys_[StateKey(n, "duration")], &commitKeys_[StateKey(n, "energy")],
+                      &commitKeys_[StateKey(n, "energyAbsolute")],
+                      &commitKeys_[StateKey(n, "energyRaw")], &commitKeys_[StateKey(n, "count")]});
   }
   userSetting_ = &commitKeys_["com.veltro.power.backlight.usersetting"];
   for (const char* name : {"unplugged_lpm_on_24hr", "unplugged_lpm_off_24hr"}) {
@@ -86,7 +85,8 @@ EQAggregateLogger::EQAggregateLogger() : baseStates_(kBaseStates) {
 
   auto& center = platform.notificationCenter();
   center.addObserver(this, EQDeviceDidWakeNotification, [this](const auto& n) { handleWake(n); });
-  center.addObserver(this, EQDeviceWillSleepNotification, [this](const auto& n) { handleSleep(n); });
+  center.addObserver(this, EQDeviceWillSleepNotification,
+                     [this](const auto& n) { handleSleep(n); });
   center.addObserver(this, EQDeviceBacklightOnNotification,
                      [this](const auto& n) { handleScreenOn(n); });
   center.addObserver(this, EQDeviceBacklightOffNotification,
@@ -108,12 +108,12 @@ EQAggregateLogger::Readings EQAggregateLogger::Read(const EQBatteryProperties& b
   r.voltage = battery.voltage() / 1000.0;
   // Without a gas gauge all three are the raw percentage, and the energies are volts times
   // percent: the same arithmetic is applied to them on purpose.
-  r.capacity = EQBatteryProperties::gasGaugeEnabled() ? battery.currentCapacity()
-                                                      : battery.rawCapacity();
+  r.capacity =
+      EQBatteryProperties::gasGaugeEnabled() ? battery.currentCapacity() : battery.rawCapacity();
   r.absolute = EQBatteryProperties::gasGaugeEnabled() ? battery.currentAbsoluteCapacity()
                                                       : battery.rawCapacity();
-  r.raw = EQBatteryProperties::gasGaugeEnabled() ? battery.rawCurrentCapacity()
-                                                 : battery.rawCapacity();
+  r.raw =
+      EQBatteryProperties::gasGaugeEnabled() ? battery.rawCurrentCapacity() : battery.rawCapacity();
   return r;
 }
 
@@ -217,10 +217,11 @@ void EQAggregateLogger::handleEvent(int event, int withStatus) {
     *slots.energyRaw = static_cast<long long>(std::lround(composite.energyRaw()));
     *slots.count = static_cast<long long>(composite.count());
   }
-  for (const auto& [name, composite] : compositeStates_) handleLPMEvent(name, commitKeys_, composite);
+  for (const auto& [name, composite] : compositeStates_)
+    handleLPMEvent(name, commitKeys_, composite);
   // Whole percent, truncated.
-  *userSetting_ = static_cast<unsigned long long>(
-      SaturatingUnsigned<uint64_t>(backlightLevel() * 100.0));
+  *userSetting_ =
+      static_cast<unsigned long long>(SaturatingUnsigned<uint64_t>(backlightLevel() * 100.0));
   TLClientBatchKeys(&commitKeys_, nullptr);
   // An enable or disable key belongs to the commit that made it.
   if (commitKeys_.size() > fixedKeys_) {

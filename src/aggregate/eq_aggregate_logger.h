@@ -54,7 +54,9 @@ class EQAggregateLogger {
   uint32_t currentState() const { return currentState_; }
   void setCurrentState(uint32_t v) { currentState_ = v; }
   const std::vector<EQAggregateState>& baseStates() const { return baseStates_; }
-  const std::map<std::string, EQAggregateState>& compositeStates() const { return compositeStates_; }
+  const std::map<std::string, EQAggregateState>& compositeStates() const {
+    return compositeStates_;
+  }
   double lastTime() const { return lastTime_; }
   void setLastTime(double v) { lastTime_ = v; }
   double lastVoltage() const { return lastVoltage_; }
@@ -89,9 +91,9 @@ class EQAggregateLogger {
   static Readings Read(const EQBatteryProperties& battery);
   static uint32_t BatteryLevel(const EQBatteryProperties& battery);
 
-  double lastCommit_ = 0;  // declared; nothing reads or writes it
+  double lastCommit_ = 0;   // declared; nothing reads or writes it
   std::string deviceType_;  // declared; never set
-  double lastPrint_ = 0;  // declared; never set
+  double lastPrint_ = 0;    // declared; never set
   bool lastLPMStatus_ = false;
   uint32_t currentState_ = 0;
   std::vector<EQAggregateState> baseStates_;

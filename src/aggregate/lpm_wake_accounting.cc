@@ -14,8 +14,8 @@ using tl::platform::KeyValues;
 constexpr int32_t kNotCurrent = -1000000;
 
 constexpr std::string_view kComponentTokens[] = {
-    "aux", "cellmodem", "shortlink", "pinbridge", "antennas", "tmr",
-    "spu_ferrite", "spu_press", "spu_motion", "bmon", "dock", "wnet"};
+    "aux",         "cellmodem", "shortlink",  "pinbridge", "antennas", "tmr",
+    "spu_ferrite", "spu_press", "spu_motion", "bmon",      "dock",     "wnet"};
 constexpr std::string_view kUserTokens[] = {"grip", "home", "muter", "remote", "lidfold"};
 
 // The three energy keys of a 24hr name; made once, since every commit writes all six.

@@ -48,8 +48,8 @@ extern "C" const char* TLContainerPath(void) {
     return kSingleUserContainer;
   }
   uint64_t error = 1;
-  auto path = tl::platform::Current().environment().systemGroupContainerPath(kContainerIdentifier,
-                                                                             &error);
+  auto path =
+      tl::platform::Current().environment().systemGroupContainerPath(kContainerIdentifier, &error);
   if (!path) {
     // Not cached: the next call looks again.
     TLLog("Error getting system group container: %llu", static_cast<unsigned long long>(error));

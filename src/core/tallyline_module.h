@@ -32,7 +32,7 @@ TL_EXPORT double TLTimeBlock(TLBlock* block);
 /* Asks the person-and-e-mail counting service at port server for its two counts; 0 or the
    failure's code. */
 TL_EXPORT int32_t TLDBServiceClientGetPersonAndEmailCount(uint32_t server, uint32_t* personCount,
-                                                         uint32_t* emailCount);
+                                                          uint32_t* emailCount);
 
 #ifdef __cplusplus
 }  // extern "C"

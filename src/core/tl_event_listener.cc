@@ -39,8 +39,7 @@ void TLEventListener::registerForThermalNotification() {
     // ignored: without the registration the module simply has no thermal samples.
     platform.namedNotifications().registerDispatch(
         tl::platform::kThermalLevelNotification, &g_thermalToken,
-        platform.dispatch().globalQueue(tl::platform::QualityOfService::kDefault),
-        [](int32_t) {
+        platform.dispatch().globalQueue(tl::platform::QualityOfService::kDefault), [](int32_t) {
           // Every notification is one sample, also when the level did not change.
           int64_t level = tl::platform::Current().namedNotifications().thermalLevel();
           TLClientPushValueForDistributionKey(kThermalLevelsKey, static_cast<double>(level));

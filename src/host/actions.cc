@@ -42,7 +42,7 @@ std::optional<std::string> NamedNotice(const Json& v) {
 
 std::optional<platform::ActivityState> ActivityStateNamed(const Json& v) {
   static const std::pair<const char*, platform::ActivityState> kStates[] = {
-      {"check_in", platform::ActivityState::kCheckIn}, {"wait", platform::ActivityState::kWait},
+      {"check_in", platform::ActivityState::kCheckIn},  {"wait", platform::ActivityState::kWait},
       {"run", platform::ActivityState::kRun},           {"defer", platform::ActivityState::kDefer},
       {"continue", platform::ActivityState::kContinue}, {"done", platform::ActivityState::kDone}};
   for (const auto& [name, state] : kStates) {

@@ -53,8 +53,7 @@ OrderedJson WispToJson(const platform::WispObject& object) {
   return nullptr;
 }
 
-OutputWriter::OutputWriter(std::FILE* out, StatsStore& store,
-                           std::function<std::string()> localDay)
+OutputWriter::OutputWriter(std::FILE* out, StatsStore& store, std::function<std::string()> localDay)
     : out_(out), store_(store), localDay_(std::move(localDay)) {}
 
 void OutputWriter::emit(const OrderedJson& line) {
@@ -106,8 +105,7 @@ void OutputWriter::log(double at, std::string_view text) {
   emit(line);
 }
 
-void OutputWriter::ipc(double at, const std::string& service,
-                       const platform::WispObject& message) {
+void OutputWriter::ipc(double at, const std::string& service, const platform::WispObject& message) {
   // The daily-report service is the daemon's own: it keeps which applications were active.
   if (service == "com.veltro.tallyd.tldaily") {
     std::vector<StatsStore::ActivatedApp> apps;

@@ -3,9 +3,8 @@
 
 #include <cstdio>
 #include <functional>
-#include <string>
-
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "host/stats_store.h"
 #include "platform/notification_center.h"

@@ -34,11 +34,10 @@ std::string MakeTemporaryDirectory(const char* name) {
 // Runs this executable again as one daemon process for steps [from, to); its exit status.
 int SpawnSegment(const ReplayOptions& options, size_t from, size_t to, const std::string& state,
                  bool resume, bool last) {
-  std::vector<std::string> args = {"tallyd",  "__segment",   options.trace,
-                                   "--root",  options.root,  "--db",
-                                   options.db, "--from",     std::to_string(from),
-                                   "--to",    std::to_string(to), "--state",
-                                   state};
+  std::vector<std::string> args = {
+      "tallyd",   "__segment", options.trace,        "--root", options.root,       "--db",
+      options.db, "--from",    std::to_string(from), "--to",   std::to_string(to), "--state",
+      state};
   if (options.notifications) args.push_back("--notifications");
   if (resume) args.push_back("--resume");
   if (last) args.push_back("--last");
@@ -64,8 +63,7 @@ int SpawnSegment(const ReplayOptions& options, size_t from, size_t to, const std
 }
 
 std::string LocalDay(sim::SimDevice& device) {
-  auto t = device.environment().localTime(
-      static_cast<int64_t>(std::floor(device.clock().now())));
+  auto t = device.environment().localTime(static_cast<int64_t>(std::floor(device.clock().now())));
   char day[16];
   std::snprintf(day, sizeof day, "%04d-%02d-%02d", t.year, t.month, t.day);
   return day;
@@ -87,7 +85,8 @@ int Replay(const ReplayOptions& given) {
   fs::create_directories(options.root);
   options.root = fs::canonical(options.root).string();
   if (options.db.empty()) options.db = options.root + "/var/db/tallyd/stats.db";
-  if (fs::path(options.db).has_parent_path()) fs::create_directories(fs::path(options.db).parent_path());
+  if (fs::path(options.db).has_parent_path())
+    fs::create_directories(fs::path(options.db).parent_path());
   if (!options.out.empty()) {
     int fd = ::open(options.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0 || ::dup2(fd, STDOUT_FILENO) < 0) {

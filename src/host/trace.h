@@ -13,7 +13,7 @@ namespace tl::host {
 using sim::Json;
 
 struct TraceStep {
-  int line = 0;         // 1-based line of the trace file
+  int line = 0;  // 1-based line of the trace file
   int64_t atNanoseconds = 0;
   std::string action;
   Json value;

@@ -7,7 +7,14 @@
 
 namespace tl::platform {
 
-enum class ActivityState { kCheckIn = 0, kWait = 1, kRun = 2, kDefer = 3, kContinue = 4, kDone = 5 };
+enum class ActivityState {
+  kCheckIn = 0,
+  kWait = 1,
+  kRun = 2,
+  kDefer = 3,
+  kContinue = 4,
+  kDone = 5
+};
 
 struct ActivityCriteria {
   int64_t intervalSeconds = 0;

@@ -60,12 +60,14 @@ class DeviceRegistry {
   virtual ~DeviceRegistry() = default;
   // The first service of that class, or nullptr.
   virtual RegistryEntryRef matchServiceByClass(const std::string& className) = 0;
-  // The first service matching a dictionary such as {"DVPropertyMatch": {"backlight-control": true}}.
+  // The first service matching a dictionary such as {"DVPropertyMatch": {"backlight-control":
+  // true}}.
   virtual RegistryEntryRef matchServiceByProperties(const Dictionary& matching) = 0;
 
   virtual std::unique_ptr<NotificationPort> createNotificationPort() = 0;
   // A null service fails with kReturnBadArgument.
-  virtual ReturnCode addInterestNotification(NotificationPort& port, const RegistryEntryRef& service,
+  virtual ReturnCode addInterestNotification(NotificationPort& port,
+                                             const RegistryEntryRef& service,
                                              const std::string& interestType,
                                              InterestCallback callback,
                                              std::unique_ptr<InterestNotification>* out) = 0;

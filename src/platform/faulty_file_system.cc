@@ -15,8 +15,7 @@ namespace {
 // opened still applies, as a disk that fills up does.
 class FaultyWriteHandle : public WriteHandle {
  public:
-  FaultyWriteHandle(const FaultyFileSystem& fs, std::string path,
-                    std::unique_ptr<WriteHandle> base)
+  FaultyWriteHandle(const FaultyFileSystem& fs, std::string path, std::unique_ptr<WriteHandle> base)
       : fs_(fs), path_(std::move(path)), base_(std::move(base)) {}
 
   FileResult seekToEnd() override { return base_->seekToEnd(); }
@@ -54,8 +53,8 @@ FileResult FaultyFileSystem::createDirectory(const std::string& path, bool inter
   return base_.createDirectory(path, intermediates, mode);
 }
 
-FileResult FaultyFileSystem::createFile(const std::string& path,
-                                        std::span<const uint8_t> contents, mode_t mode) {
+FileResult FaultyFileSystem::createFile(const std::string& path, std::span<const uint8_t> contents,
+                                        mode_t mode) {
   if (failing(Fault::kNoPermission, path)) return ErrorFromErrno(EACCES);
   if (!contents.empty() && failing(Fault::kNoSpace, path)) return ErrorFromErrno(ENOSPC);
   return base_.createFile(path, contents, mode);

@@ -54,15 +54,15 @@ int64_t Value::longLongValue() const {
 }
 
 uint64_t Value::unsignedLongLongValue() const {
-  return std::visit(Overload{[](bool b) { return uint64_t{b}; },
-                             [](int64_t i) { return static_cast<uint64_t>(i); },
-                             [](uint64_t u) { return u; },
-                             [](double d) {
-                               return d < 0 ? static_cast<uint64_t>(ClampToInteger<int64_t>(d))
-                                            : ClampToInteger<uint64_t>(d);
-                             },
-                             [](const auto&) { return uint64_t{0}; }},
-                    storage_);
+  return std::visit(
+      Overload{[](bool b) { return uint64_t{b}; },
+               [](int64_t i) { return static_cast<uint64_t>(i); }, [](uint64_t u) { return u; },
+               [](double d) {
+                 return d < 0 ? static_cast<uint64_t>(ClampToInteger<int64_t>(d))
+                              : ClampToInteger<uint64_t>(d);
+               },
+               [](const auto&) { return uint64_t{0}; }},
+      storage_);
 }
 
 bool Value::boolValue() const {

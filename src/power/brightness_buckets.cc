@@ -43,7 +43,8 @@ extern "C" int32_t makeBucket(int32_t value, int32_t current) {
   // 32-bit arithmetic, wrapping as the processor does; the divisor is maxBright itself, not the
   // width of the range.
   const int32_t scaled = static_cast<int32_t>(
-      static_cast<uint32_t>(static_cast<uint32_t>(value) - static_cast<uint32_t>(minBright)) * 100u);
+      static_cast<uint32_t>(static_cast<uint32_t>(value) - static_cast<uint32_t>(minBright)) *
+      100u);
   if (maxBright == 0) return checkBucket(UINT32_MAX);  // no range: a bad bucket, not a crash
   const int32_t percent = static_cast<int32_t>(static_cast<int64_t>(scaled) / maxBright);
   return FoldTopBucket(checkBucket(static_cast<uint32_t>(percent / 10 + 1)));

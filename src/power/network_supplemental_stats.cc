@@ -64,15 +64,14 @@ std::shared_ptr<std::vector<uint8_t>> TLPowerEventListener::getCurrentSupplement
     const char* name) {
   auto& kernel = tl::platform::Current().kernel();
   const unsigned index = kernel.interfaceIndex(name);  // 0 for an unknown name: the read fails
-  const int mib[] = {tl::platform::kCtlNet,       tl::platform::kAddressFamilyLink,
+  const int mib[] = {tl::platform::kCtlNet,         tl::platform::kAddressFamilyLink,
                      tl::platform::kNetLinkGeneric, tl::platform::kIfmibIfData,
-                     static_cast<int>(index),      tl::platform::kIfdataSupplemental};
+                     static_cast<int>(index),       tl::platform::kIfdataSupplemental};
   uint8_t data[tl::platform::kInterfaceSupplementalSize] = {};
   size_t length = sizeof data;
   if (kernel.sysctl(mib, data, &length) == -1) return nullptr;
   const uint8_t* block = data + tl::platform::kPacketStatisticsOffset;
-  return std::make_shared<std::vector<uint8_t>>(block,
-                                                block + tl::platform::kPacketStatisticsSize);
+  return std::make_shared<std::vector<uint8_t>>(block, block + tl::platform::kPacketStatisticsSize);
 }
 
 void TLPowerEventListener::validateCurrentStatistics(const std::vector<uint8_t>& current,

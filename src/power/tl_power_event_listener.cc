@@ -57,8 +57,7 @@ std::string Trimmed(std::string text) {
 
 }  // namespace
 
-TLPowerEventListener::TLPowerEventListener()
-    : context_(std::make_shared<Context>(Context{this})) {}
+TLPowerEventListener::TLPowerEventListener() : context_(std::make_shared<Context>(Context{this})) {}
 
 std::unique_ptr<TLPowerEventListener> TLPowerEventListener::initWithQueue(
     tl::platform::SerialQueue& queue) {
@@ -90,8 +89,8 @@ std::unique_ptr<TLPowerEventListener> TLPowerEventListener::initWithQueue(
   }
   Lifetime().interests.push_back(std::move(battery));
 
-  auto power = platform.systemPower().registerForSystemPower(
-      [context](uint32_t type, intptr_t argument) {
+  auto power =
+      platform.systemPower().registerForSystemPower([context](uint32_t type, intptr_t argument) {
         auto live = context.lock();
         if (live && live->listener) live->listener->systemPowerCallback(type, argument);
       });
@@ -182,7 +181,8 @@ void TLPowerEventListener::initialBrightnessRead() {
   maxBright = -1;
   minBright = -1;
   if (!backlightService) return;
-  auto parameters = tl::platform::Current().registry().property(*backlightService, kDisplayParameters);
+  auto parameters =
+      tl::platform::Current().registry().property(*backlightService, kDisplayParameters);
   const Dictionary* brightness = Brightness(parameters);
   if (!brightness) return;
   // Each is stored as soon as it is found; the first missing one ends the read.
@@ -259,7 +259,8 @@ void TLPowerEventListener::batteryStatusChanged(std::shared_ptr<EQBatteryPropert
 void TLPowerEventListener::LPMStatusChanged(Dictionary status) {
   // Keyed by the notification's own name, as observers expect.
   tl::platform::Current().notificationCenter().post(
-      EQLPMStatusDidChangeNotification, this, {{EQLPMStatusDidChangeNotification, std::move(status)}});
+      EQLPMStatusDidChangeNotification, this,
+      {{EQLPMStatusDidChangeNotification, std::move(status)}});
 }
 
 bool TLPowerEventListener::nonUIBuild() {

@@ -1,9 +1,8 @@
 // The session log's pretty-printed JSON layout.
 #pragma once
 
-#include <string>
-
 #include <nlohmann/json.hpp>
+#include <string>
 
 namespace tl::sessions {
 

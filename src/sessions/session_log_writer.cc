@@ -122,9 +122,8 @@ void TLApplicationStateChangeEventListener::writeSessionLogUsingBundles(
   writeSessionData(bundles, fromRecords, filter, count);
 }
 
-void TLApplicationStateChangeEventListener::writeSessionData(const std::vector<SessionList>& bundles,
-                                                             bool fromRecords, bool filter,
-                                                             size_t count) {
+void TLApplicationStateChangeEventListener::writeSessionData(
+    const std::vector<SessionList>& bundles, bool fromRecords, bool filter, size_t count) {
   auto& platform = tl::platform::Current();
   auto& files = platform.files();
   const int64_t writtenAt = static_cast<int64_t>(platform.clock().now());

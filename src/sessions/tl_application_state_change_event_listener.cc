@@ -55,9 +55,7 @@ std::string MachineModel() {
   return machine;
 }
 
-uint32_t WallClockSeconds() {
-  return static_cast<uint32_t>(tl::platform::Current().clock().now());
-}
+uint32_t WallClockSeconds() { return static_cast<uint32_t>(tl::platform::Current().clock().now()); }
 
 // A map as the dump shows it: one "key = session;" a line between braces.
 template <class Map>
@@ -73,7 +71,9 @@ std::string DescribeMap(const Map& map) {
 
 TLApplicationStateChangeEventListener::TLApplicationStateChangeEventListener() {
   auto& platform = tl::platform::Current();
-  if (platform.environment().appBooleanPreference("debug-spew", "com.veltro.TLSession").value_or(false)) {
+  if (platform.environment()
+          .appBooleanPreference("debug-spew", "com.veltro.TLSession")
+          .value_or(false)) {
     _debugSession = true;
     TLLog("debugging sessions");
     TLBundleSession::setDebug(true);
@@ -117,15 +117,16 @@ TLApplicationStateChangeEventListener::TLApplicationStateChangeEventListener() {
   criteria.gracePeriodSeconds = 4 * 3600;
   criteria.requiresScreenSleep = true;
   criteria.repeating = true;
-  platform.activities().registerActivity(
-      kScheduleActivity, criteria, [this](tl::platform::ActivityState state) {
-        // Only a run does something; completion is neither reported nor deferred.
-        if (state != tl::platform::ActivityState::kRun) return;
-        _session_queue->async([this] {
-          TLLog("scheduled session log");
-          writeSessionLog();
-        });
-      });
+  platform.activities().registerActivity(kScheduleActivity, criteria,
+                                         [this](tl::platform::ActivityState state) {
+                                           // Only a run does something; completion is neither
+                                           // reported nor deferred.
+                                           if (state != tl::platform::ActivityState::kRun) return;
+                                           _session_queue->async([this] {
+                                             TLLog("scheduled session log");
+                                             writeSessionLog();
+                                           });
+                                         });
   mem_alerts = platform.dispatch().createMemoryPressureSource(tl::platform::kMemoryPressureWarning,
                                                               *_session_queue);
   if (mem_alerts) {
@@ -153,8 +154,8 @@ void TLApplicationStateChangeEventListener::dumpSessionData() const {
 }
 
 void TLApplicationStateChangeEventListener::applicationStateChanged(const Dictionary& info) {
-  const double now = TLMachAbsoluteTimeIntervalToCBTimeInterval(
-      tl::platform::Current().clock().absoluteTicks());
+  const double now =
+      TLMachAbsoluteTimeIntervalToCBTimeInterval(tl::platform::Current().clock().absoluteTicks());
   const Value* pidValue = Find(info, tl::platform::kAppInfoProcessIdKey);
   const int32_t pid = pidValue && pidValue->isNumber() ? pidValue->intValue() : -1;
   const Value* bundleValue = Find(info, tl::platform::kAppInfoDisplayIdKey);
@@ -183,7 +184,8 @@ void TLApplicationStateChangeEventListener::applicationStateChanged(const Dictio
   // An obscured foreground is still the foreground.
   if (state == kTLAppStateForegroundRunningObscured) state = kTLAppStateForegroundRunning;
   const Value* extensionValue = Find(info, tl::platform::kAppInfoExtensionKey);
-  const bool extension = extensionValue && extensionValue->isNumber() && extensionValue->boolValue();
+  const bool extension =
+      extensionValue && extensionValue->isNumber() && extensionValue->boolValue();
 
   _session_queue->async([this, bundle, state, now, pid, extension] {
     updateTask(bundle, state, now, pid, extension);
@@ -224,8 +226,9 @@ void TLApplicationStateChangeEventListener::installTask(const ProxyRef& proxy, u
     // The same version in both maps should not happen; report it and carry on.
     dumpSessionData();
     char reason[512];
-    std::snprintf(reason, sizeof reason, "Session SimCrash -- RS event %X metadata is duplicated: %s",
-                  event, versionKey.c_str());
+    std::snprintf(reason, sizeof reason,
+                  "Session SimCrash -- RS event %X metadata is duplicated: %s", event,
+                  versionKey.c_str());
     auto& platform = tl::platform::Current();
     platform.environment().simulateCrash(platform.kernel().processId(), 0xDEADB0DE, reason);
   }

@@ -33,7 +33,7 @@ class TLApplicationStateChangeEventListener : public tl::platform::WorkspaceObse
   using SessionRef = std::shared_ptr<TLBundleSession>;
   using SessionList = std::vector<SessionRef>;
 
-  TLApplicationStateChangeEventListener();  // init
+  TLApplicationStateChangeEventListener();            // init
   ~TLApplicationStateChangeEventListener() override;  // dealloc
 
   // Reads the previous period's record files back and writes their session log.

@@ -11,8 +11,8 @@ std::optional<json> TLBundleSession::recordArray() const {
   if (!_bundleID) return std::nullopt;
   return json::array({*_bundleID, appstate.arch, appstate.uuid.text(), _bundleVers.value_or(""),
                       _shortVers.value_or(""), _vendorID ? _vendorID->text() : std::string(),
-                      _adamID.value_or(0), _cohort.value_or(""), _storeFront.value_or(0),
-                      _isBeta, key_});
+                      _adamID.value_or(0), _cohort.value_or(""), _storeFront.value_or(0), _isBeta,
+                      key_});
 }
 
 void TLBundleSession::persistBundleRecord() const {

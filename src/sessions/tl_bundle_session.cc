@@ -64,10 +64,9 @@ const TLBundleSession::NameTable& TLBundleSession::appStateNames() {
 }
 
 const TLBundleSession::NameTable& TLBundleSession::installTypeNames() {
-  static const NameTable names = {{0, "none"},         {1, "storeDownload"},
-                                  {2, "restore"},      {3, "automaticDownload"},
-                                  {4, "sync"},         {5, "automaticUpdate"},
-                                  {6, "migration"}};
+  static const NameTable names = {
+      {0, "none"}, {1, "storeDownload"},   {2, "restore"},  {3, "automaticDownload"},
+      {4, "sync"}, {5, "automaticUpdate"}, {6, "migration"}};
   return names;
 }
 
@@ -167,8 +166,8 @@ void TLBundleSession::learnExecutable(int32_t pid) {
   if (kernel.processResourceUsage(pid, tl::platform::kResourceUsageVersion0, &usage) == 0) {
     std::memcpy(appstate.uuid.bytes.data(), usage.uuid, appstate.uuid.bytes.size());
   }
-  const int name[] = {tl::platform::kCtlKern, tl::platform::kKernProc,
-                      tl::platform::kKernProcPid, pid};
+  const int name[] = {tl::platform::kCtlKern, tl::platform::kKernProc, tl::platform::kKernProcPid,
+                      pid};
   size_t size = 0;
   if (kernel.sysctl(name, nullptr, &size) != 0) return;
   std::vector<uint8_t> buffer(size);
@@ -239,8 +238,8 @@ void TLBundleSession::addEvent(uint32_t state, uint32_t duration, uint32_t at) {
   TLSessionPersistenceManager::saveEventRecord(
       {reinterpret_cast<const uint8_t*>(record), static_cast<size_t>(end - record)});
   if (g_debugLogging) {
-    TLLog("Session: state 0x%05X duration %3d    %s (events %d)", state,
-          static_cast<int>(duration), TextOrNull(_bundleID), static_cast<int>(events.size()));
+    TLLog("Session: state 0x%05X duration %3d    %s (events %d)", state, static_cast<int>(duration),
+          TextOrNull(_bundleID), static_cast<int>(events.size()));
   }
 }
 

@@ -34,8 +34,8 @@ std::optional<json> EventObject(const TLSessionEvent& event, const TLDateFormatt
       return object;
     case 0x1:
     case 0x3:
-      object["type"] = (code & kTLEventClassMask) == kTLEventInstalled ? "app_install"
-                                                                      : "app_start_install";
+      object["type"] =
+          (code & kTLEventClassMask) == kTLEventInstalled ? "app_install" : "app_start_install";
       object["install_type"] = NameOf(TLBundleSession::installTypeNames(), code & 0xFF);
       object["is_update"] = (code & kTLEventUpdate) != 0;
       object["is_redownload"] = (code & kTLEventRedownload) != 0;

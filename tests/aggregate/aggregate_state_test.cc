@@ -43,7 +43,8 @@ TEST(AggregateStates, SummingNeverTouchesTheCountAndResetsAreExactZeros) {
   base[6].setTime(10, 1.25, 2.5, -3);
   base[14].setTime(5, 0.25, 0.5, 1);
   base[7].setTime(100, 100, 100, 100);  // plugged in: not part of the composite below
-  EQAggregateState screenOn = EQAggregateState::stateWithSubstateIndices(EQStateSet::of({6, 14, 22, 30}));
+  EQAggregateState screenOn =
+      EQAggregateState::stateWithSubstateIndices(EQStateSet::of({6, 14, 22, 30}));
   screenOn.incrementCount();
   screenOn.incrementCount();
   screenOn.updateCompositeStateWithBaseStates(base);
@@ -89,11 +90,11 @@ TEST(WakeReasons, TokensCountUnderTheirKeysOncePerWake) {
               ElementsAre("com.veltro.power.wake_reasons.other",
                           "com.veltro.power.wake_reasons.user", "com.veltro.power.wakecount"));
   // Two blanks make an empty token: three tokens, one key.
-  EXPECT_THAT(wake("foo  bar"), ElementsAre("com.veltro.power.wake_reasons.other",
-                                            "com.veltro.power.wakecount"));
+  EXPECT_THAT(wake("foo  bar"),
+              ElementsAre("com.veltro.power.wake_reasons.other", "com.veltro.power.wakecount"));
   EXPECT_THAT(wake(std::nullopt), ElementsAre("com.veltro.power.wakecount"));
-  EXPECT_THAT(wake("Dock SPU"), ElementsAre("com.veltro.power.wake_reasons.other",
-                                            "com.veltro.power.wakecount"));
+  EXPECT_THAT(wake("Dock SPU"),
+              ElementsAre("com.veltro.power.wake_reasons.other", "com.veltro.power.wakecount"));
 }
 
 }  // namespace

@@ -26,7 +26,8 @@ TEST(InMultiUserMode, MarkerFileCountsOnlyOnInternalBuilds) {
 }
 
 TEST(InMultiUserMode, InternalBuildAnswerMustBeTheBooleanTrue) {
-  CurrentDevice device(tl::sim::Json{{"answers", {{"InternalBuild", 1}}}, {"files", {{kMarker, ""}}}});
+  CurrentDevice device(
+      tl::sim::Json{{"answers", {{"InternalBuild", 1}}}, {"files", {{kMarker, ""}}}});
   EXPECT_FALSE(InMultiUserMode());
 }
 
@@ -59,7 +60,8 @@ TEST(TLContainerPath, SingleUserDeviceUsesVarMobileWithoutALookup) {
 }
 
 TEST(TLContainerPath, MultiUserDeviceLooksUpTheSystemGroupContainerOnce) {
-  CurrentDevice device(tl::sim::Json{{"multi_user", true}, {"container_path", "/var/containers/sysmetry"}});
+  CurrentDevice device(
+      tl::sim::Json{{"multi_user", true}, {"container_path", "/var/containers/sysmetry"}});
   const char* first = TLContainerPath();
   ASSERT_NE(first, nullptr);
   EXPECT_STREQ(first, "/var/containers/sysmetry");

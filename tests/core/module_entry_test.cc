@@ -40,11 +40,11 @@ TEST(ModuleEntry, RunsOnceAndStartsTheListenersInOrder) {
                           "WattloggingBGQueue -> global.background", " (default)"));
   // The application side's notifications, the power listener's, the aggregate logger's look at
   // the low-power mode, then the thermal registration, once.
-  EXPECT_THAT(device->notifications().registrations(),
-              ElementsAre("com.veltro.tallyd.tldaily.logging", "com.veltro.session.dump",
-                          "com.veltro.session.write", "com.veltro.system.batterysavermode",
-                          "com.veltro.system.batterysavermode",
-                          tl::platform::kThermalLevelNotification));
+  EXPECT_THAT(
+      device->notifications().registrations(),
+      ElementsAre("com.veltro.tallyd.tldaily.logging", "com.veltro.session.dump",
+                  "com.veltro.session.write", "com.veltro.system.batterysavermode",
+                  "com.veltro.system.batterysavermode", tl::platform::kThermalLevelNotification));
 }
 
 TEST(ModuleEntry, EachThermalNotificationPushesTheLevelAsOneSample) {

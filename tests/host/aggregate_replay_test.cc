@@ -9,19 +9,23 @@ using ::testing::ElementsAre;
 
 std::string Battery(int capacity, int absolute, int raw, int millivolts, int adapter = 0,
                     bool charging = false) {
-  return Json{{"CurrentCapacity", capacity}, {"MaxCapacity", 2500},  {"AbsoluteCapacity", absolute},
-              {"VeltroRawCurrentCapacity", raw}, {"VeltroRawMaxCapacity", 2600},
-              {"Voltage", millivolts},   {"AdapterInfo", adapter}, {"IsCharging", charging}}
+  return Json{{"CurrentCapacity", capacity},  {"MaxCapacity", 2500},
+              {"AbsoluteCapacity", absolute}, {"VeltroRawCurrentCapacity", raw},
+              {"VeltroRawMaxCapacity", 2600}, {"Voltage", millivolts},
+              {"AdapterInfo", adapter},       {"IsCharging", charging}}
       .dump();
 }
 
 TEST_F(ReplayTest, AnUnpluggedHourWithTheScreenOnThenOff) {
-  Result run = replay(R"({"device": {"brightness_level": 0.555, "backlight": {"min": 0, "max": 100, "value": 50}, "battery": )" +
-                      Battery(2000, 2100, 2200, 4000) + R"(}}
+  Result run = replay(
+      R"({"device": {"brightness_level": 0.555, "backlight": {"min": 0, "max": 100, "value": 50}, "battery": )" +
+      Battery(2000, 2100, 2200, 4000) + R"(}}
 {"at": 0, "load": true}
-{"at": 1800, "set": {"battery": )" + Battery(1900, 1990, 2080, 3800) + R"(}}
+{"at": 1800, "set": {"battery": )" +
+      Battery(1900, 1990, 2080, 3800) + R"(}}
 {"at": 1800, "backlight": 0}
-{"at": 5400, "set": {"battery": )" + Battery(1820, 1900, 1990, 3700) + R"(}}
+{"at": 5400, "set": {"battery": )" +
+      Battery(1820, 1900, 1990, 3700) + R"(}}
 {"at": 5400, "backlight": 60}
 )");
   ASSERT_EQ(run.status, 0) << run.err;
@@ -62,10 +66,10 @@ TEST_F(ReplayTest, AnUnpluggedHourWithTheScreenOnThenOff) {
   Json expected = Json::object();
   const std::vector<std::string> carrying = {"unplugged", "unplugged_awake", "unplugged_screen_on",
                                              "unplugged_lpm_off"};
-  for (const char* name : {"unplugged", "unplugged_asleep", "unplugged_awake", "unplugged_screen_on",
-                           "unplugged_screen_off", "unplugged_lpm_on", "unplugged_lpm_off",
-                           "pluggedin", "pluggedin_charging", "pluggedin_screen_on",
-                           "pluggedin_screen_off"}) {
+  for (const char* name :
+       {"unplugged", "unplugged_asleep", "unplugged_awake", "unplugged_screen_on",
+        "unplugged_screen_off", "unplugged_lpm_on", "unplugged_lpm_off", "pluggedin",
+        "pluggedin_charging", "pluggedin_screen_on", "pluggedin_screen_off"}) {
     const bool carries = std::find(carrying.begin(), carrying.end(), name) != carrying.end();
     const std::string key = std::string("com.veltro.power.state.") + name;
     expected[key + ".duration"] = carries ? 1800 : 0;
@@ -87,7 +91,8 @@ TEST_F(ReplayTest, AnUnpluggedHourWithTheScreenOnThenOff) {
 TEST_F(ReplayTest, PluggedInAndChargingKeepsOnlyGains) {
   Result run = replay(R"({"device": {"battery": )" + Battery(2000, 2000, 2000, 4000) + R"(}}
 {"at": 0, "load": true}
-{"at": 600, "set": {"battery": )" + Battery(1990, 1990, 1990, 3960) + R"(}}
+{"at": 600, "set": {"battery": )" +
+                      Battery(1990, 1990, 1990, 3960) + R"(}}
 {"at": 600, "battery": {"AdapterInfo": 1, "IsCharging": true}}
 {"at": 2400, "battery": {"CurrentCapacity": 2150, "AbsoluteCapacity": 2150, "VeltroRawCurrentCapacity": 2150, "Voltage": 4100}}
 {"at": 3000, "battery": {"CurrentCapacity": 2140, "AbsoluteCapacity": 2140, "VeltroRawCurrentCapacity": 2140}}
@@ -103,17 +108,20 @@ TEST_F(ReplayTest, PluggedInAndChargingKeepsOnlyGains) {
   // Charging starts within the same second: nothing is measured, nothing composite is left.
   EXPECT_EQ(State(commits[6].second, "pluggedin"), (std::vector<int64_t>{0, 0, 0, 0, 0}));
   // 1800 s charging: a gain of (4.1 + 3.96) / 2 = 4.03 V x 160 mAh = 644.8, booked negative.
-  EXPECT_EQ(State(commits[7].second, "pluggedin"), (std::vector<int64_t>{1800, -645, -645, -645, 0}));
+  EXPECT_EQ(State(commits[7].second, "pluggedin"),
+            (std::vector<int64_t>{1800, -645, -645, -645, 0}));
   EXPECT_EQ(State(commits[7].second, "pluggedin_charging"),
             (std::vector<int64_t>{1800, -645, -645, -645, 0}));
   EXPECT_EQ(State(commits[7].second, "pluggedin_screen_on"),
             (std::vector<int64_t>{1800, -645, -645, -645, 0}));
   // 600 s charging with a drop of 10 mAh: drains are filtered to 0.
-  EXPECT_EQ(State(commits[9].second, "pluggedin_charging"), (std::vector<int64_t>{600, 0, 0, 0, 0}));
+  EXPECT_EQ(State(commits[9].second, "pluggedin_charging"),
+            (std::vector<int64_t>{600, 0, 0, 0, 0}));
 }
 
 TEST_F(ReplayTest, StartingInLowPowerModeAndLeavingIt) {
-  Result run = replay(R"({"device": {"lpm": 1, "battery": {"CurrentCapacity": 1330, "MaxCapacity": 2000, "AbsoluteCapacity": 1330, "VeltroRawCurrentCapacity": 1330, "Voltage": 4000}}}
+  Result run = replay(
+      R"({"device": {"lpm": 1, "battery": {"CurrentCapacity": 1330, "MaxCapacity": 2000, "AbsoluteCapacity": 1330, "VeltroRawCurrentCapacity": 1330, "Voltage": 4000}}}
 {"at": 0, "load": true}
 {"at": 100, "set": {"battery": {"CurrentCapacity": 1000, "MaxCapacity": 2000, "AbsoluteCapacity": 1000, "VeltroRawCurrentCapacity": 1000, "Voltage": 4000}}}
 {"at": 100, "notify": {"name": "com.veltro.system.batterysavermode", "state": 0}}
@@ -151,7 +159,8 @@ TEST_F(ReplayTest, TheBookingWindow) {
 {"at": 0, "load": true}
 {"at": 86400, "backlight": 0}
 {"at": 172800.5, "backlight": 40}
-{"at": 172900, "set": {"battery": )" + Battery(1500, 1500, 1500, 4000) + R"(}}
+{"at": 172900, "set": {"battery": )" +
+                      Battery(1500, 1500, 1500, 4000) + R"(}}
 {"at": 172900, "backlight": 0}
 {"at": 173000, "backlight": 30}
 )");
@@ -161,7 +170,8 @@ TEST_F(ReplayTest, TheBookingWindow) {
   // Exactly a day is booked; half a second more is discarded, but the exit is still counted.
   EXPECT_EQ(State(commits[5].second, "unplugged_screen_on"),
             (std::vector<int64_t>{86400, 0, 0, 0, 1}));
-  EXPECT_EQ(State(commits[6].second, "unplugged_screen_off"), (std::vector<int64_t>{0, 0, 0, 0, 1}));
+  EXPECT_EQ(State(commits[6].second, "unplugged_screen_off"),
+            (std::vector<int64_t>{0, 0, 0, 0, 1}));
   // All three drains are 4 V x 2500 mAh = 10000: discarded, with the exit counted...
   EXPECT_EQ(State(commits[7].second, "unplugged_screen_on"), (std::vector<int64_t>{0, 0, 0, 0, 1}));
   // ...and the readings moved on: the next interval starts at 172900 with nothing drained.
@@ -183,20 +193,21 @@ TEST_F(ReplayTest, WakesCountTheirReasonsThenCommit) {
     if (line["batch"]["first"].contains("com.veltro.power.wakecount")) wakes.push_back(line);
   }
   ASSERT_EQ(wakes.size(), 2u);
-  EXPECT_EQ(wakes[0]["batch"]["first"],
-            Json::parse(R"({"com.veltro.power.wake_reasons.dock": 1,
+  EXPECT_EQ(wakes[0]["batch"]["first"], Json::parse(R"({"com.veltro.power.wake_reasons.dock": 1,
                             "com.veltro.power.wake_reasons.spu_ferrite": 1,
                             "com.veltro.power.wakecount": 1})"));
   // An unreadable reason is "<unknown>": a token of no known kind.
   EXPECT_EQ(wakes[1]["batch"]["first"],
-            Json::parse(R"({"com.veltro.power.wake_reasons.other": 1, "com.veltro.power.wakecount": 1})"));
+            Json::parse(
+                R"({"com.veltro.power.wake_reasons.other": 1, "com.veltro.power.wakecount": 1})"));
   // After each wake's batch, the awake event's commit: 10 s asleep with the display bit still
   // set (base state 4), left for awake.
   auto commits = Commits(run);
   ASSERT_EQ(commits.size(), 8u);
   EXPECT_EQ(commits[6].first, 20);
   EXPECT_EQ(State(commits[6].second, "unplugged_asleep"), (std::vector<int64_t>{10, 0, 0, 0, 1}));
-  EXPECT_EQ(State(commits[6].second, "unplugged_screen_off"), (std::vector<int64_t>{0, 0, 0, 0, 0}));
+  EXPECT_EQ(State(commits[6].second, "unplugged_screen_off"),
+            (std::vector<int64_t>{0, 0, 0, 0, 0}));
   EXPECT_EQ(commits[6].second["com.veltro.power.state.unplugged.duration"], 10);
 }
 

@@ -22,8 +22,9 @@ TEST_F(ReplayTest, ThermalActionsBecomeDistributionLinesAndStoredSamples) {
             "{\"at\":5,\"distribution\":\"com.veltro.dovetop.thermalLevels\",\"value\":2.0}\n"
             "{\"at\":6.5,\"distribution\":\"com.veltro.dovetop.thermalLevels\",\"value\":0.0}\n"
             "{\"at\":60,\"distribution\":\"com.veltro.dovetop.thermalLevels\",\"value\":3.0}\n");
-  EXPECT_THAT(keys("com.veltro.dovetop"),
-              ElementsAre("com.veltro.dovetop.thermalLevels 2026-01-01 samples=3 sum=5 min=0 max=3"));
+  EXPECT_THAT(
+      keys("com.veltro.dovetop"),
+      ElementsAre("com.veltro.dovetop.thermalLevels 2026-01-01 samples=3 sum=5 min=0 max=3"));
 }
 
 TEST_F(ReplayTest, RepeatedLoadCallsTheEntryButRegistersOnce) {
@@ -57,9 +58,10 @@ TEST_F(ReplayTest, RestartCarriesTimeAndDeviceIntoANewDaemonProcess) {
   EXPECT_EQ(samples[1]["at"], 20);
   EXPECT_EQ(samples[1]["value"], 2.0);
   EXPECT_EQ(samples[2]["at"], 40);
-  EXPECT_THAT(keys("com.veltro.dovetop"), ElementsAre(
-                          "com.veltro.dovetop.thermalLevels 2025-12-31 samples=1 sum=1 min=1 max=1",
-                          "com.veltro.dovetop.thermalLevels 2026-01-01 samples=2 sum=5 min=2 max=3"));
+  EXPECT_THAT(
+      keys("com.veltro.dovetop"),
+      ElementsAre("com.veltro.dovetop.thermalLevels 2025-12-31 samples=1 sum=1 min=1 max=1",
+                  "com.veltro.dovetop.thermalLevels 2026-01-01 samples=2 sum=5 min=2 max=3"));
 }
 
 TEST_F(ReplayTest, BadLinesStopTheReplayBeforeThemNamingTheLine) {
@@ -82,7 +84,8 @@ TEST_F(ReplayTest, BadLinesStopTheReplayBeforeThemNamingTheLine) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.badLine);
-    Result run = replay("{\"at\": 2, \"thermal\": 1}\n\n" + c.badLine + "\n{\"at\": 10, \"thermal\": 6}\n");
+    Result run =
+        replay("{\"at\": 2, \"thermal\": 1}\n\n" + c.badLine + "\n{\"at\": 10, \"thermal\": 6}\n");
     EXPECT_EQ(run.status, 2);
     EXPECT_THAT(run.err, HasSubstr(c.message));
     // The line before ran; nothing of the bad line or after it did.
@@ -101,7 +104,8 @@ TEST_F(ReplayTest, BadLinesStopTheReplayBeforeThemNamingTheLine) {
 namespace {
 
 TEST_F(ReplayTest, ARestartWritesThePreviousPeriodBeforeAnythingNew) {
-  Result run = replay(R"({"device": {"apps": [{"bundle": "com.example.notes", "bundle_version": "2", "short_version": "2.0"}]}}
+  Result run = replay(
+      R"({"device": {"apps": [{"bundle": "com.example.notes", "bundle_version": "2", "short_version": "2.0"}]}}
 {"at": 10, "app_state": {"bundle": "com.example.notes", "pid": 0, "state": 8}}
 {"at": 40, "app_state": {"bundle": "com.example.notes", "pid": 0, "state": 2}}
 {"at": 50, "restart": true}
@@ -162,7 +166,8 @@ TEST_F(ReplayTest, DailyReportsAreStoredByDay) {
 namespace {
 
 TEST_F(ReplayTest, ThreeDaysOfPowerEvents) {
-  std::ofstream(dir_ / "trace.jsonl") << R"({"device": {"backlight": {"min": 0, "max": 100, "value": 40}, "wake_reason": "tmr\n", "battery": {"CurrentCapacity": 2000, "MaxCapacity": 2500, "Voltage": 3900, "AdapterInfo": 0, "IsCharging": false}, "interfaces": [{"name": "lo0", "loopback": true, "family": 18}, {"name": "en0", "family": 18, "counters": {"tcpOOOPkt": 0}}]}}
+  std::ofstream(dir_ / "trace.jsonl")
+      << R"({"device": {"backlight": {"min": 0, "max": 100, "value": 40}, "wake_reason": "tmr\n", "battery": {"CurrentCapacity": 2000, "MaxCapacity": 2500, "Voltage": 3900, "AdapterInfo": 0, "IsCharging": false}, "interfaces": [{"name": "lo0", "loopback": true, "family": 18}, {"name": "en0", "family": 18, "counters": {"tcpOOOPkt": 0}}]}}
 {"at": 0, "load": true}
 {"at": 100, "power": {"message": "can_sleep", "id": 1}}
 {"at": 101, "power": {"message": "will_sleep", "id": 2}}

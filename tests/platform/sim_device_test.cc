@@ -1,11 +1,11 @@
 // The simulated device answers every role from its data, and carries itself over a restart.
+#include "platform/sim/sim_device.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <filesystem>
-
-#include "platform/sim/sim_device.h"
 
 namespace {
 
@@ -113,8 +113,8 @@ TEST(SimDevice, KernelAnswersFromProcessesInterfacesAndWakeReason) {
   EXPECT_EQ((*interfaces)[0].flags & kInterfaceFlagLoopback, kInterfaceFlagLoopback);
   unsigned en0 = kernel.interfaceIndex("en0");
   EXPECT_EQ(kernel.interfaceIndex("pdp_ip9"), 0u);
-  int supplemental[] = {kCtlNet, kAddressFamilyLink, kNetLinkGeneric, kIfmibIfData,
-                        static_cast<int>(en0), kIfdataSupplemental};
+  int supplemental[] = {kCtlNet,      kAddressFamilyLink,    kNetLinkGeneric,
+                        kIfmibIfData, static_cast<int>(en0), kIfdataSupplemental};
   uint8_t buffer[kInterfaceSupplementalSize];
   size = sizeof buffer;
   ASSERT_EQ(kernel.sysctl(supplemental, buffer, &size), 0);

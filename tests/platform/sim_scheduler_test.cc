@@ -1,8 +1,8 @@
 // The simulated device's run order: queues, timers, semaphores and memory pressure.
+#include "platform/sim/sim_scheduler.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "platform/sim/sim_scheduler.h"
 
 namespace {
 
@@ -39,12 +39,10 @@ TEST(SimScheduler, TimersFireAtTheirDueTimesInOrder) {
   SimScheduler scheduler(1000.0);
   auto q = scheduler.createSerialQueue("q", QualityOfService::kDefault);
   std::vector<std::pair<std::string, double>> fired;
-  auto daily = scheduler.scheduleRepeatingTimer(*q, 86400, 60, [&] {
-    fired.emplace_back("daily", scheduler.elapsedSeconds());
-  });
-  auto sameDay = scheduler.scheduleRepeatingTimer(*q, 86400, 60, [&] {
-    fired.emplace_back("same", scheduler.elapsedSeconds());
-  });
+  auto daily = scheduler.scheduleRepeatingTimer(
+      *q, 86400, 60, [&] { fired.emplace_back("daily", scheduler.elapsedSeconds()); });
+  auto sameDay = scheduler.scheduleRepeatingTimer(
+      *q, 86400, 60, [&] { fired.emplace_back("same", scheduler.elapsedSeconds()); });
   auto hourly = scheduler.scheduleRepeatingTimer(*q, 3600, 0, [&] {
     // Work a timer queues runs before the next timer fires.
     q->async([&] { fired.emplace_back("after-hourly", scheduler.elapsedSeconds()); });

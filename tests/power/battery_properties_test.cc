@@ -12,12 +12,18 @@ using namespace tl::testing;
 using tl::sim::Json;
 
 TEST(BatteryProperties, DerivedValuesAndTheChargingStateInItsOrder) {
-  CurrentDevice device(Json{{"battery", {{"CurrentCapacity", 50}, {"MaxCapacity", 200},
-                                         {"VeltroRawCurrentCapacity", 30},
-                                         {"VeltroRawMaxCapacity", 40}, {"Voltage", 3850},
-                                         {"IsCharging", true}, {"FullyCharged", true},
-                                         {"AdapterInfo", 2}, {"ExternalConnected", false},
-                                         {"Amperage", -450}, {"Temperature", 3010}}}});
+  CurrentDevice device(Json{{"battery",
+                             {{"CurrentCapacity", 50},
+                              {"MaxCapacity", 200},
+                              {"VeltroRawCurrentCapacity", 30},
+                              {"VeltroRawMaxCapacity", 40},
+                              {"Voltage", 3850},
+                              {"IsCharging", true},
+                              {"FullyCharged", true},
+                              {"AdapterInfo", 2},
+                              {"ExternalConnected", false},
+                              {"Amperage", -450},
+                              {"Temperature", 3010}}}});
   auto battery = EQBatteryProperties::properties();
   EXPECT_EQ(battery->capacity(), 25.0);
   EXPECT_EQ(battery->rawCapacity(), 75.0);
@@ -39,11 +45,16 @@ TEST(BatteryProperties, DerivedValuesAndTheChargingStateInItsOrder) {
       {{{"IsCharging", false}, {"FullyCharged", false}}, "Inactive", true},
       // The texts' tests fire when they differ, so the names come out crossed.
       {{{"IsCharging", false}, {"FullyCharged", false}, {"ChargeStatus", "LowTemperature"}},
-       "OverTemp", true},
+       "OverTemp",
+       true},
       {{{"IsCharging", false}, {"FullyCharged", false}, {"ChargeStatus", "HighTemperature"}},
-       "UnderTemp", true},
-      {{{"IsCharging", false}, {"FullyCharged", false}, {"ChargeStatus", "BatteryTemperatureGradient"}},
-       "OverTemp", true},
+       "UnderTemp",
+       true},
+      {{{"IsCharging", false},
+        {"FullyCharged", false},
+        {"ChargeStatus", "BatteryTemperatureGradient"}},
+       "OverTemp",
+       true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.changes.dump());
@@ -55,8 +66,8 @@ TEST(BatteryProperties, DerivedValuesAndTheChargingStateInItsOrder) {
 }
 
 TEST(BatteryProperties, ASnapshotIsFixedUntilItsCacheIsDropped) {
-  CurrentDevice device(Json{{"battery", {{"CurrentCapacity", 50}, {"MaxCapacity", 100},
-                                         {"Voltage", 3800}}}});
+  CurrentDevice device(
+      Json{{"battery", {{"CurrentCapacity", 50}, {"MaxCapacity", 100}, {"Voltage", 3800}}}});
   auto battery = EQBatteryProperties::properties();
   EXPECT_EQ(battery->currentCapacity(), 50);
   device->mergeBattery({{"CurrentCapacity", 40}, {"Voltage", 3700}});

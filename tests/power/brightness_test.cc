@@ -85,8 +85,7 @@ TEST(BrightnessBuckets, ADayOfReadingsIsCreditedToItsBuckets) {
   }
   t.at(86400);
   ASSERT_EQ(t.device().outputs().batches().size(), 1u);
-  EXPECT_THAT(Reported(t.device(), 0),
-              ElementsAre(68400, 0, 0, 0, 0, 7200, 0, 0, 0, 7200));
+  EXPECT_THAT(Reported(t.device(), 0), ElementsAre(68400, 0, 0, 0, 0, 7200, 0, 0, 0, 7200));
   // The totals start again; the running interval goes on from the report.
   t.at(2 * 86400);
   EXPECT_THAT(Reported(t.device(), 1), ElementsAre(86400, 0, 0, 0, 0, 0, 0, 0, 0, 0));
@@ -109,9 +108,8 @@ TEST(BrightnessBuckets, AnUnknownRangeIgnoresReadingsWithOneMessage) {
   u.device().setBacklightValue(70);
   u.device().runUntilIdle();
   auto logs = LogTexts(u.device());
-  EXPECT_EQ(std::count(logs.begin(), logs.end(),
-                       "bucketize: ERROR: minBright = -1, maxBright = -1"),
-            1);
+  EXPECT_EQ(
+      std::count(logs.begin(), logs.end(), "bucketize: ERROR: minBright = -1, maxBright = -1"), 1);
 }
 
 }  // namespace

@@ -29,9 +29,9 @@ TEST(PowerListener, SleepMessagesPostThenAcknowledgeWithTheirIdentifier) {
   registry.systemPowerMessage(kMessageSystemHasPoweredOn, 45);
   t.device().runUntilIdle();
 
-  EXPECT_THAT(t.names(), ElementsAre("EQDeviceCanSleepNotification",
-                                     "EQDeviceWillSleepNotification",
-                                     "EQDeviceDidWakeNotification"));
+  EXPECT_THAT(t.names(),
+              ElementsAre("EQDeviceCanSleepNotification", "EQDeviceWillSleepNotification",
+                          "EQDeviceDidWakeNotification"));
   // Each sleep notification is delivered before its acknowledgement, which carries its id.
   EXPECT_THAT(t.ackCountAtPost, ElementsAre(0, 1, 2));
   EXPECT_THAT(t.device().outputs().powerAcks(), ElementsAre(41, 42));
@@ -66,12 +66,10 @@ TEST(PowerListener, BacklightReadingsPostOnlyWhenTheSideChanges) {
   t.device().simRegistry().backlightMessage(kMessageServicePropertyChange);
   t.device().simRegistry().backlightMessage(kMessageBatteryStatusChanged);  // ignored
   t.device().runUntilIdle();
-  EXPECT_THAT(t.names(), ElementsAre("EQDeviceBacklightOnNotification",
-                                     "EQDeviceBacklightOffNotification",
-                                     "EQDeviceBacklightOnNotification",
-                                     "EQDeviceBacklightOffNotification",
-                                     "EQDeviceBacklightOnNotification",
-                                     "EQDeviceBacklightOffNotification"));
+  EXPECT_THAT(t.names(),
+              ElementsAre("EQDeviceBacklightOnNotification", "EQDeviceBacklightOffNotification",
+                          "EQDeviceBacklightOnNotification", "EQDeviceBacklightOffNotification",
+                          "EQDeviceBacklightOnNotification", "EQDeviceBacklightOffNotification"));
   for (const auto& n : t.posted) {
     EXPECT_EQ(n.object, nullptr);
     EXPECT_TRUE(n.userInfo.empty());
@@ -89,9 +87,11 @@ TEST(PowerListener, LowPowerModeChangesCarryTheNotificationsState) {
   EXPECT_EQ(t.posted[0].name, "EQLPMStatusDidChangeNotification");
   const Value* status = Find(t.posted[0].userInfo, "EQLPMStatusDidChangeNotification");
   ASSERT_TRUE(status);
-  EXPECT_EQ(*status, Value(Dictionary{{"mode", "com.veltro.system.batterysavermode"}, {"value", 1}}));
+  EXPECT_EQ(*status,
+            Value(Dictionary{{"mode", "com.veltro.system.batterysavermode"}, {"value", 1}}));
   EXPECT_FALSE(status->find("value")->isBool());
-  EXPECT_EQ(*Find(t.posted[1].userInfo, "EQLPMStatusDidChangeNotification")->find("value"), Value(0));
+  EXPECT_EQ(*Find(t.posted[1].userInfo, "EQLPMStatusDidChangeNotification")->find("value"),
+            Value(0));
   EXPECT_EQ(t.posted[1].object, t.listener());
 }
 

@@ -14,7 +14,8 @@ namespace tl::testing {
 class PowerTest {
  public:
   explicit PowerTest(const sim::Json& device = sim::Json::object()) : device_(device) {
-    hostQueue_ = device_->dispatch().createSerialQueue("host", platform::QualityOfService::kDefault);
+    hostQueue_ =
+        device_->dispatch().createSerialQueue("host", platform::QualityOfService::kDefault);
     device_->notificationCenter().addObserver(this, "", [this](const platform::Notification& n) {
       posted.push_back(n);
       ackCountAtPost.push_back(device_->outputs().powerAcks().size());

@@ -82,9 +82,9 @@ TEST(ActivatedReport, TaskingSwitchesTheContentOffButNotTheMessage) {
   t.device().outputs().clear();
   t.post(kDaily);
   EXPECT_THAT(Entries(t.device()), IsEmpty());
-  EXPECT_THAT(LogTexts(t.device()),
-              ElementsAre("gathering app info for tldaily", "ActivatedApp data disabled via tasking",
-                          "sending 0 app infos to tldaily"));
+  EXPECT_THAT(LogTexts(t.device()), ElementsAre("gathering app info for tldaily",
+                                                "ActivatedApp data disabled via tasking",
+                                                "sending 0 app infos to tldaily"));
   // The sessions' marks were left alone: with the tasking gone they are reported.
   t.device().set({{"tasking", Json::object()}});
   t.post(kDaily);
@@ -166,12 +166,13 @@ TEST(PersonAndEmailCount, EveryOutcomeOfTheExchange) {
   EXPECT_EQ(call(Reply(36, 1351, 0)), -300);  // an error form without an error
   EXPECT_EQ(call(Reply(40, 1351, 0)), -300);
   EXPECT_EQ(call(Reply(44, 1351, 0, 1, 1, 0x80000012)), -300);  // complex
-  EXPECT_EQ(call(Reply(36, 71, 0)), -308);    // the server died
-  EXPECT_EQ(call(Reply(44, 1352, 0)), -301);  // someone else's reply
-  EXPECT_EQ(persons, 99u);  // no failure touches the counts
+  EXPECT_EQ(call(Reply(36, 71, 0)), -308);                      // the server died
+  EXPECT_EQ(call(Reply(44, 1352, 0)), -301);                    // someone else's reply
+  EXPECT_EQ(persons, 99u);                                      // no failure touches the counts
 
   EXPECT_EQ(ipc.destroyedReplyPorts(), 0);
-  EXPECT_EQ(call(tl::platform::kMessageReceiveInterrupted), tl::platform::kMessageReceiveInterrupted);
+  EXPECT_EQ(call(tl::platform::kMessageReceiveInterrupted),
+            tl::platform::kMessageReceiveInterrupted);
   EXPECT_EQ(ipc.destroyedReplyPorts(), 1);  // a failed receive replaces the reply port
   EXPECT_EQ(TLDBServiceClientGetPersonAndEmailCount(0x9999, &persons, &emails),
             tl::platform::kMessageSendInvalidDest);

@@ -7,9 +7,9 @@
 
 namespace {
 
+using nlohmann::json;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using nlohmann::json;
 using namespace tl::testing;
 using tl::platform::RSApplicationProxy;
 
@@ -89,8 +89,8 @@ TEST(BundleRecord, RebuildingTakesElementsInOrderSkippingWhatDoesNotFit) {
        {"a", 2, zero, "7", "1.2", false, 9, "", std::nullopt, false, 6}},
       // An older layout without the arch: a string answers the integer request (kept weakness).
       {R"(["a","12abc","00112233-4455-6677-8899-AABBCCDDEEFF"])",
-       {"a", 12, known, std::nullopt, std::nullopt, false, std::nullopt, std::nullopt,
-        std::nullopt, false, 0}},
+       {"a", 12, known, std::nullopt, std::nullopt, false, std::nullopt, std::nullopt, std::nullopt,
+        false, 0}},
       // A number where the uuid should be is offered on until the store identifier takes it;
       // a string answers the boolean request; a string key is not taken.
       {R"(["a",2,123,"1.0","1.1","",0,"c",0,true,9])",
@@ -141,12 +141,14 @@ TEST(BundleRecord, RefreshCountsChangesAndRewritesOnlyAfterOne) {
   CurrentDevice device(SessionDevice());
   RSApplicationProxy proxy;
   proxy.bundleIdentifier = "com.example.full";
-  proxy.deviceIdentifierForVendor = tl::platform::Uuid::parse("0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9");
+  proxy.deviceIdentifierForVendor =
+      tl::platform::Uuid::parse("0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9");
   proxy.itemID = 10;
   proxy.storeCohortMetadata = "a";
   proxy.storeFront = 5;
   proxy.applicationType = "User";
-  auto s = TLBundleSession::initBundle("com.example.full", std::make_shared<RSApplicationProxy>(proxy));
+  auto s =
+      TLBundleSession::initBundle("com.example.full", std::make_shared<RSApplicationProxy>(proxy));
   ASSERT_EQ(s->key(), 1u);
 
   s->refreshWithAppProxy(proxy);  // nothing changed

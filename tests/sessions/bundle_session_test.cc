@@ -32,14 +32,13 @@ TEST(BundleSession, CountsLaunchesActivationsAndActiveTimeByTheStateTable) {
   s->updateState(4, 127.0, 0);  // background launch
   s->updateState(2, 127.4, 0);  // less than half a second of background: nothing
 
-  EXPECT_THAT(Scalars(*device),
-              ElementsAre(Pair("appLaunchCount.com.example.app", 1),
-                          Pair("appActivationCount.com.example.app", 1),
-                          Pair("appActiveTime.com.example.app", 10),
-                          Pair("appActivationCount.com.example.app", 1),
-                          Pair("appActiveTime.com.example.app", 2),
-                          Pair("appBackgroundActiveTime.com.example.app", 3),
-                          Pair("appLaunchBackgroundCount.com.example.app", 1)));
+  EXPECT_THAT(Scalars(*device), ElementsAre(Pair("appLaunchCount.com.example.app", 1),
+                                            Pair("appActivationCount.com.example.app", 1),
+                                            Pair("appActiveTime.com.example.app", 10),
+                                            Pair("appActivationCount.com.example.app", 1),
+                                            Pair("appActiveTime.com.example.app", 2),
+                                            Pair("appBackgroundActiveTime.com.example.app", 3),
+                                            Pair("appLaunchBackgroundCount.com.example.app", 1)));
   ASSERT_EQ(s->eventCount(), 2u);
   EXPECT_EQ(s->events[0].description(), "8:10");
   EXPECT_EQ(s->events[1].description(), "8:2");

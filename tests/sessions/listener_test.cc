@@ -27,7 +27,8 @@ std::vector<uint32_t> EventCodes(const TLBundleSession& session) {
 }
 
 Json Version(int v) {
-  return {{"bundle", "com.x"}, {"bundle_version", std::to_string(v)},
+  return {{"bundle", "com.x"},
+          {"bundle_version", std::to_string(v)},
           {"short_version", std::to_string(v) + ".0"}};
 }
 
@@ -60,11 +61,12 @@ TEST(Listener, InstallNoticesMoveSessionsBetweenTheMaps) {
   apps.addProxy(Version(2));
   t.notice(Notice::kUninstalled, "com.x");  // the active one is set aside
   apps.addProxy(Version(4));
-  t.notice(Notice::kUninstalled, "com.x");  // neither: a new set-aside session
+  t.notice(Notice::kUninstalled, "com.x");         // neither: a new set-aside session
   t.notice(Notice::kInstalled, "com.veltro.sys");  // not third-party: never tracked
 
   EXPECT_THAT(Keys(active), IsEmpty());
-  EXPECT_THAT(Keys(versed), ElementsAre("com.x:1:1.0", "com.x:2:2.0", "com.x:3:3.0", "com.x:4:4.0"));
+  EXPECT_THAT(Keys(versed),
+              ElementsAre("com.x:1:1.0", "com.x:2:2.0", "com.x:3:3.0", "com.x:4:4.0"));
   EXPECT_THAT(EventCodes(*s1), ElementsAre(0x10000, 0x10000));
   EXPECT_THAT(EventCodes(*s2), ElementsAre(0x10000, 0x30000, 0x40000, 0x10000, 0x20000));
   EXPECT_THAT(EventCodes(*s3), ElementsAre(0x50000, 0x20000));
@@ -84,7 +86,8 @@ TEST(Listener, InstallCodesCarryTypeUpdateAndRedownload) {
   auto texts = LogTexts(t.device());
   std::vector<std::string> notices;
   for (const auto& text : texts) {
-    if (text.starts_with("Session: ") && !text.starts_with("Session: state")) notices.push_back(text);
+    if (text.starts_with("Session: ") && !text.starts_with("Session: state"))
+      notices.push_back(text);
   }
   EXPECT_THAT(notices, ElementsAre("Session: InstallsDidStart type 3 UP    com.y",
                                    "Session: DidInstall       type 5 UP RD com.y",
@@ -135,8 +138,8 @@ TEST(Listener, StateReportsAreFoldedOrDropped) {
   ListenerTest t(Json::parse(R"({"apps": [{"bundle": "com.z"}],
     "processes": {"9": {"uuid": "00112233-4455-6677-8899-AABBCCDDEEFF", "lp64": false}}})"));
   auto& apps = t.device().simApplications();
-  apps.reportState({{"bundle", 5}, {"state", 8}});                        // no bundle text
-  apps.reportState({{"bundle", "com.z"}, {"state", "8"}});                // no state number
+  apps.reportState({{"bundle", 5}, {"state", 8}});                       // no bundle text
+  apps.reportState({{"bundle", "com.z"}, {"state", "8"}});               // no state number
   apps.reportState({{"bundle", "com.z"}, {"pid", "9"}, {"state", 32}});  // pid text: -1
   t.device().runUntilIdle();
   auto& session = *t.listener().activeBundles().at("com.z");
@@ -144,9 +147,9 @@ TEST(Listener, StateReportsAreFoldedOrDropped) {
   EXPECT_EQ(session.appstate.arch, 0);    // pid -1: the queries failed
   apps.reportState({{"bundle", "com.z"}, {"pid", 9}, {"state", 1}, {"extension", true}});
   t.device().runUntilIdle();
-  EXPECT_THAT(Scalars(t.device()), ElementsAre(Pair("appLaunchCount.com.z", 1),
-                                               Pair("appActivationCount.com.z", 1),
-                                               Pair("appActiveTime.com.z", 0)));
+  EXPECT_THAT(Scalars(t.device()),
+              ElementsAre(Pair("appLaunchCount.com.z", 1), Pair("appActivationCount.com.z", 1),
+                          Pair("appActiveTime.com.z", 0)));
   EXPECT_EQ(session.eventCount(), 1u);
 }
 
@@ -168,8 +171,8 @@ TEST(Listener, MultiUserModeRegistersNoWriteTriggerScheduleOrMemorySource) {
 }
 
 TEST(Listener, ScheduleTriggersAndTheirInterval) {
-  for (auto [tasking, hours] : std::vector<std::pair<Json, int64_t>>{
-           {Json(), 6}, {0, 6}, {25, 6}, {1, 1}, {24, 24}}) {
+  for (auto [tasking, hours] :
+       std::vector<std::pair<Json, int64_t>>{{Json(), 6}, {0, 6}, {25, 6}, {1, 1}, {24, 24}}) {
     SCOPED_TRACE(tasking.dump());
     Json fields = {{"apps", {{{"bundle", "com.s"}}}}};
     if (!tasking.is_null()) fields["tasking"] = {{"SessionScheduleModuloHours", tasking}};

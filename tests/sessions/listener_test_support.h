@@ -23,8 +23,7 @@ class ListenerTest {
   // Moves to seconds since the start, then lets the device deliver what it has.
   void at(double seconds) { device_->advanceTo(static_cast<int64_t>(seconds * 1e9 + 0.5)); }
   void state(const std::string& bundle, int64_t pid, int64_t state) {
-    device_->simApplications().reportState(
-        {{"bundle", bundle}, {"pid", pid}, {"state", state}});
+    device_->simApplications().reportState({{"bundle", bundle}, {"pid", pid}, {"state", state}});
     device_->runUntilIdle();
   }
   void notice(sim::SimApplications::Notice notice, const std::string& bundle) {

@@ -118,8 +118,10 @@ TEST(SessionLog, BytesOfASmallPeriod) {
   t.post("com.veltro.session.write");
 
   EXPECT_EQ(t.logFile(kLogName), kExpectedLog);
-  EXPECT_EQ(t.device().files().stat(std::string("/var/mobile/Library/Logs/Faultkeeper/") +
-                                    kLogName)->mode,
+  EXPECT_EQ(t.device()
+                .files()
+                .stat(std::string("/var/mobile/Library/Logs/Faultkeeper/") + kLogName)
+                ->mode,
             0644u);
   EXPECT_THAT(LogTexts(t.device()),
               ElementsAre("writing session log", "processing com.example.beta with 1 events",
@@ -172,11 +174,13 @@ TEST(SessionLog, OnlyFilteredSessionsIsLikeNoEventsButTruncatesTheEventRecords) 
   t.notice(Notice::kInstalled, "com.example.beta");
   t.device().outputs().clear();
   t.post("com.veltro.session.write");
-  EXPECT_THAT(LogTexts(t.device()), ElementsAre("writing session log", "Filtering only beta sessions",
-                                                "Session log: no events recorded"));
+  EXPECT_THAT(LogTexts(t.device()),
+              ElementsAre("writing session log", "Filtering only beta sessions",
+                          "Session log: no events recorded"));
   EXPECT_EQ(EventFile(t.device()), "<none>");
   EXPECT_EQ(t.listener().activeBundles().at("com.example.beta")->eventCount(), 1u);
-  EXPECT_TRUE(std::filesystem::is_empty(t.device().hostPath("/var/mobile/Library/Logs/Faultkeeper")));
+  EXPECT_TRUE(
+      std::filesystem::is_empty(t.device().hostPath("/var/mobile/Library/Logs/Faultkeeper")));
 }
 
 TEST(SessionLog, NoStagingFileKeepsEveryRecordAndEvent) {
@@ -197,7 +201,8 @@ TEST(SessionLog, NoStagingFileKeepsEveryRecordAndEvent) {
   t.device().faults().setFault(Fault::kNoSpace, true, "/var/tmp/");
   t.device().outputs().clear();
   t.post("com.veltro.session.write");
-  EXPECT_EQ(LogTexts(t.device()).back(), "Unable to write tmp session log: No space left on device");
+  EXPECT_EQ(LogTexts(t.device()).back(),
+            "Unable to write tmp session log: No space left on device");
   EXPECT_EQ(EventFile(t.device()), records);
   const auto& alpha = t.listener().versedBundles().begin()->second;
   ASSERT_EQ(alpha->eventCount(), 2u);
@@ -222,7 +227,8 @@ TEST(SessionLog, AFailedMoveLosesThatPeriodsRecords) {
                         "/var/mobile/Library/Logs/Faultkeeper/log-sessions-2025-12-31-190320\\."
                         "session\\. Error: Invalid cross-device link"));
   // The staging file stays; the records and the events are gone.
-  std::string staging = last.substr(last.find("/var/tmp/"), std::string("/var/tmp/session.XXXX").size());
+  std::string staging =
+      last.substr(last.find("/var/tmp/"), std::string("/var/tmp/session.XXXX").size());
   EXPECT_TRUE(t.device().files().stat(staging));
   EXPECT_EQ(EventFile(t.device()), "<none>");
   EXPECT_EQ(t.listener().versedBundles().begin()->second->eventCount(), 0u);
@@ -233,8 +239,8 @@ TEST(SessionLog, EventObjectsByKindAndOddValues) {
   CurrentDevice device(tl::sim::Json{{"time_zone", "Asia/Kolkata"}});
   auto s = TLBundleSession::initWithRecordArray(
       nlohmann::json::parse(R"(["com.example.odd",3,"00112233-4455-6677-8899-AABBCCDDEEFF"])"));
-  s->appendEvent(TLSessionEvent(8, 100, 50));        // starts before 1970: wraps in 32 bits
-  s->appendEvent(TLSessionEvent(64, 1, 1767225600));  // a state without a name
+  s->appendEvent(TLSessionEvent(8, 100, 50));              // starts before 1970: wraps in 32 bits
+  s->appendEvent(TLSessionEvent(64, 1, 1767225600));       // a state without a name
   s->appendEvent(TLSessionEvent(0x1C009, 0, 1767225600));  // update, re-download, type 9
   s->appendEvent(TLSessionEvent(0x3C002, 0, 1767225600));
   s->appendEvent(TLSessionEvent(0x40000, 0, 1767225600));

@@ -46,7 +46,8 @@ std::optional<std::string> CheckTimeZone(const Json& v) {
 std::optional<std::string> CheckTimebase(const Json& v) {
   bool ok = v.is_array() && v.size() == 2;
   for (size_t i = 0; ok && i < 2; ++i) {
-    ok = IsNonNegativeInteger(v[i]) && v[i].get<uint64_t>() > 0 && v[i].get<uint64_t>() <= UINT32_MAX;
+    ok = IsNonNegativeInteger(v[i]) && v[i].get<uint64_t>() > 0 &&
+         v[i].get<uint64_t>() <= UINT32_MAX;
   }
   return Expect(ok, "[numer, denom] of positive 32-bit integers");
 }
@@ -85,8 +86,8 @@ std::optional<std::string> CheckProcesses(const Json& v) {
     }
     if (process.is_null()) continue;
     if (!process.is_object()) return "pid " + pid + " must be {uuid, lp64} or null";
-    if (process.contains("uuid") &&
-        (!process["uuid"].is_string() || !platform::Uuid::parse(process["uuid"].get<std::string>()))) {
+    if (process.contains("uuid") && (!process["uuid"].is_string() ||
+                                     !platform::Uuid::parse(process["uuid"].get<std::string>()))) {
       return "pid " + pid + " has a uuid that is no UUID text";
     }
     if (process.contains("lp64") && !process["lp64"].is_boolean()) {
@@ -103,7 +104,8 @@ std::optional<std::string> CheckInterfaces(const Json& v) {
       return "each interface needs a name";
     }
     if (i.contains("loopback") && !i["loopback"].is_boolean()) return "loopback must be a boolean";
-    if (i.contains("family") && !i["family"].is_number_integer()) return "family must be an integer";
+    if (i.contains("family") && !i["family"].is_number_integer())
+      return "family must be an integer";
     if (i.contains("counters")) {
       if (auto error = ValidateCounters(i["counters"])) return error;
     }
@@ -221,8 +223,9 @@ std::optional<std::string> ValidateProxy(const Json& proxy) {
         {"short_version", Kind(&Json::is_string, "a string or null", true)},
         {"vendor_id",
          [](const Json& v) {
-           return Expect(v.is_null() || (v.is_string() && platform::Uuid::parse(v.get<std::string>())),
-                         "UUID text or null");
+           return Expect(
+               v.is_null() || (v.is_string() && platform::Uuid::parse(v.get<std::string>())),
+               "UUID text or null");
          }},
         {"item_id", Kind(&Json::is_number_integer, "an integer or null", true)},
         {"cohort", Kind(&Json::is_string, "a string or null", true)},
@@ -249,7 +252,8 @@ std::optional<std::string> ValidateCounters(const Json& counters) {
       continue;
     }
     if (!PacketCounterIndex(name)) return "counters: unknown counter \"" + name + "\"";
-    if (!IsNonNegativeInteger(value)) return "counters: " + name + " must be a non-negative integer";
+    if (!IsNonNegativeInteger(value))
+      return "counters: " + name + " must be a non-negative integer";
   }
   return std::nullopt;
 }

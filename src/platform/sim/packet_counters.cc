@@ -7,14 +7,38 @@
 namespace tl::sim {
 
 namespace {
-constexpr std::array<std::string_view, 32> kNames = {
-    "tcpBadFormat",   "tcpUnspecv6",    "tcpSynFin",    "tcpBadFormatIPSec", "tcpNoConnNoList",
-    "tcpNoConnList",  "tcpListBadSyn",  "tcpICMP6Unreach", "tcpDeprecate6",  "tcpRstInSynRcv",
-    "tcpOOOPkt",      "tcpDOSPkt",      "tcpCleanup",   "tcpSynWindow",      "",
-    "",               "",               "",             "",                  "",
-    "udpPortUnreach", "udpFaithPrefix", "udpPort0",     "udpBadLength",      "udpBadChksum",
-    "udpBadMcast",    "udpCleanup",     "udpBadIPSec",  "",                  "",
-    "",               ""};
+constexpr std::array<std::string_view, 32> kNames = {"tcpBadFormat",
+                                                     "tcpUnspecv6",
+                                                     "tcpSynFin",
+                                                     "tcpBadFormatIPSec",
+                                                     "tcpNoConnNoList",
+                                                     "tcpNoConnList",
+                                                     "tcpListBadSyn",
+                                                     "tcpICMP6Unreach",
+                                                     "tcpDeprecate6",
+                                                     "tcpRstInSynRcv",
+                                                     "tcpOOOPkt",
+                                                     "tcpDOSPkt",
+                                                     "tcpCleanup",
+                                                     "tcpSynWindow",
+                                                     "",
+                                                     "",
+                                                     "",
+                                                     "",
+                                                     "",
+                                                     "",
+                                                     "udpPortUnreach",
+                                                     "udpFaithPrefix",
+                                                     "udpPort0",
+                                                     "udpBadLength",
+                                                     "udpBadChksum",
+                                                     "udpBadMcast",
+                                                     "udpCleanup",
+                                                     "udpBadIPSec",
+                                                     "",
+                                                     "",
+                                                     "",
+                                                     ""};
 }  // namespace
 
 std::optional<int> PacketCounterIndex(std::string_view name) {

@@ -17,7 +17,13 @@ platform::RSApplicationProxy ProxyFromJson(const Json& proxy);
 
 class SimApplications : public platform::Applications, public platform::ActivityScheduler {
  public:
-  enum class Notice { kInstalled, kUninstalled, kInstallStarted, kInstallFailed, kInstallCancelled };
+  enum class Notice {
+    kInstalled,
+    kUninstalled,
+    kInstallStarted,
+    kInstallFailed,
+    kInstallCancelled
+  };
 
   explicit SimApplications(SimContext context);
   ~SimApplications() override;

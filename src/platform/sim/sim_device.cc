@@ -103,8 +103,8 @@ void SimDevice::writeFiles(const Json& files) {
     std::filesystem::path host = posix_.hostPath(path);
     std::filesystem::create_directories(host.parent_path());
     const std::string& text = content.get_ref<const std::string&>();
-    auto result = posix_.createFile(
-        path, {reinterpret_cast<const uint8_t*>(text.data()), text.size()}, 0644);
+    auto result =
+        posix_.createFile(path, {reinterpret_cast<const uint8_t*>(text.data()), text.size()}, 0644);
     if (result) throw std::runtime_error("cannot write " + path + ": " + result->description);
   }
 }

@@ -21,9 +21,8 @@ class SimIpc::Connection : public WispConnection {
       // The service is not there: the connection becomes invalid and says so to its handler.
       if (handler_) {
         auto handler = handler_;
-        ipc_.libraryQueue_->async([handler] {
-          (*handler)(*WispObject::makeError(kWispErrorConnectionInvalid));
-        });
+        ipc_.libraryQueue_->async(
+            [handler] { (*handler)(*WispObject::makeError(kWispErrorConnectionInvalid)); });
       }
       return;
     }
@@ -49,9 +48,7 @@ std::unique_ptr<WispConnection> SimIpc::createConnection(const std::string& serv
   return std::make_unique<Connection>(*this, serviceName);
 }
 
-WispRef SimIpc::createDictionary() {
-  return objectsFail_ ? nullptr : WispObject::makeDictionary();
-}
+WispRef SimIpc::createDictionary() { return objectsFail_ ? nullptr : WispObject::makeDictionary(); }
 
 WispRef SimIpc::createArray() { return objectsFail_ ? nullptr : WispObject::makeArray(); }
 

@@ -155,7 +155,8 @@ void SimRegistry::deliver(const std::shared_ptr<Entry>& entry, uint32_t messageT
     if (r.entry != entry || !r.port->alive || !r.port->queue) continue;
     auto callback = r.callback;
     RegistryEntryRef service = entry;
-    r.port->queue->async([callback, service, messageType] { (*callback)(service, messageType, 0); });
+    r.port->queue->async(
+        [callback, service, messageType] { (*callback)(service, messageType, 0); });
   }
 }
 

@@ -20,7 +20,8 @@ class SimRegistry : public platform::DeviceRegistry, public platform::SystemPowe
 
   // DeviceRegistry.
   platform::RegistryEntryRef matchServiceByClass(const std::string& className) override;
-  platform::RegistryEntryRef matchServiceByProperties(const platform::Dictionary& matching) override;
+  platform::RegistryEntryRef matchServiceByProperties(
+      const platform::Dictionary& matching) override;
   std::unique_ptr<platform::NotificationPort> createNotificationPort() override;
   platform::ReturnCode addInterestNotification(
       platform::NotificationPort& port, const platform::RegistryEntryRef& service,

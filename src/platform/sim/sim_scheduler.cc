@@ -134,12 +134,12 @@ std::unique_ptr<platform::Semaphore> SimScheduler::createSemaphore(long value) {
 
 std::unique_ptr<platform::Timer> SimScheduler::scheduleRepeatingTimer(platform::Queue& queue,
                                                                       double interval,
-                                                                      double leeway,
-                                                                      Task handler) {
+                                                                      double leeway, Task handler) {
   // The simulated device fires timers exactly on time; leeway only matters to real hardware.
   int64_t period = std::max<int64_t>(ToNanoseconds(interval), 1);
   auto shared = std::make_shared<Task>(std::move(handler));
-  timers_.emplace(std::pair(elapsed_ + period, timerSequence_++), TimerEntry{&queue, period, shared});
+  timers_.emplace(std::pair(elapsed_ + period, timerSequence_++),
+                  TimerEntry{&queue, period, shared});
   return std::make_unique<SimTimer>(*this, shared);
 }
 

@@ -49,8 +49,7 @@ class SimScheduler : public platform::Dispatch, public platform::Clock {
   std::unique_ptr<platform::Semaphore> createSemaphore(long value) override;
   // The queue must outlive the timer.
   std::unique_ptr<platform::Timer> scheduleRepeatingTimer(platform::Queue& queue, double interval,
-                                                          double leeway,
-                                                          Task handler) override;
+                                                          double leeway, Task handler) override;
   std::unique_ptr<platform::MemoryPressureSource> createMemoryPressureSource(
       unsigned mask, platform::Queue& target) override;
 
