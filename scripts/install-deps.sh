@@ -2,7 +2,8 @@
 # Installs the Debian packages the build, the tests and the benchmarks need, when any is missing.
 set -euo pipefail
 packages=(g++ cmake make binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
-          libsqlite3-dev nlohmann-json3-dev libhowardhinnant-date-dev tzdata valgrind)
+          libsqlite3-dev nlohmann-json3-dev libhowardhinnant-date-dev tzdata valgrind
+          clang-format clang-tidy)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -13,5 +13,7 @@ if [ "${1:-}" = "--sanitize" ]; then
   export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 fi
 cmake -S . -B "$build" "${flags[@]}" >/dev/null
+# Unformatted files fail the run before anything is built.
+[ "$build" = build ] && cmake --build "$build" --target check-format
 cmake --build "$build" -j "$(nproc)"
 ctest --test-dir "$build" -j "$(nproc)" --output-on-failure
