@@ -11,8 +11,8 @@ namespace tl::bench {
 
 class NullStatistics : public platform::StatisticsClient {
  public:
-  void addValueForScalarKey(const std::string&, int64_t) override {}
-  void pushValueForDistributionKey(const std::string&, double) override {}
+  void addValueForScalarKey(std::string_view, int64_t) override {}
+  void pushValueForDistributionKey(std::string_view, double) override {}
   void batchKeys(const platform::KeyValues*, const platform::KeyValues*) override {}
 };
 

@@ -18,8 +18,8 @@ void BM_BatteryMessageToNotification(benchmark::State& state) {
   device.runUntilIdle();
   double capacity = 0;
   int observed = 0;
-  device.notificationCenter().addObserver(
-      &capacity, "EQBatteryStatusDidChangeNotification", [&](const tl::platform::Notification& n) {
+  auto observer = device.notificationCenter().addObserver(
+      "EQBatteryStatusDidChangeNotification", [&](const tl::platform::Notification& n) {
         auto* properties = static_cast<const EQBatteryProperties*>(
             tl::platform::Find(n.userInfo, "EQBatteryStatusPropertiesKey")->object());
         capacity = properties->currentCapacity();
@@ -31,7 +31,7 @@ void BM_BatteryMessageToNotification(benchmark::State& state) {
   }
   benchmark::DoNotOptimize(capacity);
   if (observed != state.iterations()) state.SkipWithError("a message went unobserved");
-  device.notificationCenter().removeObserver(&capacity);
+  observer.reset();
   listener.reset();
   tl::platform::MakeCurrent(nullptr);
 }

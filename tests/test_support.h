@@ -42,6 +42,16 @@ class CountingHandle : public platform::ModuleHandle {
   std::unique_ptr<platform::SerialQueue> queue_;
 };
 
+// The mode bits of a file, or -1 when it cannot be found.
+inline int64_t Mode(platform::FileSystem& fs, const std::string& path) {
+  platform::FileInfo info;
+  return fs.stat(path, &info).ok() ? static_cast<int64_t>(info.mode) : -1;
+}
+
+inline bool Exists(platform::FileSystem& fs, const std::string& path) {
+  return fs.stat(path, nullptr).ok();
+}
+
 // The texts of the device's log lines, in order.
 inline std::vector<std::string> LogTexts(sim::SimDevice& device) {
   std::vector<std::string> texts;

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <limits>
 
+#include "platform/backlight.h"
 #include "platform/platform.h"
 #include "power/eq_battery_properties.h"
 #include "power/eq_notifications.h"
@@ -84,21 +85,23 @@ EQAggregateLogger::EQAggregateLogger() : baseStates_(kBaseStates) {
   handleEvent(kEQEventLowPowerMode, lowPowerModeAtStart);
 
   auto& center = platform.notificationCenter();
-  center.addObserver(this, EQDeviceDidWakeNotification, [this](const auto& n) { handleWake(n); });
-  center.addObserver(this, EQDeviceWillSleepNotification,
-                     [this](const auto& n) { handleSleep(n); });
-  center.addObserver(this, EQDeviceBacklightOnNotification,
-                     [this](const auto& n) { handleScreenOn(n); });
-  center.addObserver(this, EQDeviceBacklightOffNotification,
-                     [this](const auto& n) { handleScreenOff(n); });
-  center.addObserver(this, EQBatteryStatusDidChangeNotification,
-                     [this](const auto& n) { handleBatteryStatus(n); });
-  center.addObserver(this, EQLPMStatusDidChangeNotification,
-                     [this](const auto& n) { handleLPMStatus(n); });
+  using Handler = void (EQAggregateLogger::*)(const tl::platform::Notification&);
+  const std::pair<const char*, Handler> observed[] = {
+      {EQDeviceDidWakeNotification, &EQAggregateLogger::handleWake},
+      {EQDeviceWillSleepNotification, &EQAggregateLogger::handleSleep},
+      {EQDeviceBacklightOnNotification, &EQAggregateLogger::handleScreenOn},
+      {EQDeviceBacklightOffNotification, &EQAggregateLogger::handleScreenOff},
+      {EQBatteryStatusDidChangeNotification, &EQAggregateLogger::handleBatteryStatus},
+      {EQLPMStatusDidChangeNotification, &EQAggregateLogger::handleLPMStatus},
+  };
+  for (const auto& [name, handler] : observed) {
+    observers_.push_back(center.addObserver(
+        name, [this, handler](const tl::platform::Notification& n) { (this->*handler)(n); }));
+  }
 }
 
 EQAggregateLogger::~EQAggregateLogger() {
-  tl::platform::Current().notificationCenter().removeObserver(this);
+  observers_.clear();
   baseStates_.clear();
   compositeStates_.clear();
 }
@@ -129,28 +132,24 @@ double EQAggregateLogger::backlightLevel() {
 
 bool EQAggregateLogger::getCurrentDisplayState() {
   auto& registry = tl::platform::Current().registry();
-  auto service = registry.matchServiceByProperties(
-      {{tl::platform::kPropertyMatchKey, Dictionary{{"backlight-control", true}}}});
   // Any failure reads as the display being on.
+  auto service = tl::platform::MatchBacklight(registry);
   if (!service) return true;
-  auto parameters = registry.property(*service, "DVDisplayParameters");
-  if (!parameters) return true;
-  const Value* brightness = parameters->find("brightness");
-  const Value* value = brightness ? brightness->find("value") : nullptr;
+  auto brightness = tl::platform::ReadBrightness(registry, *service);
+  const Value* value = brightness ? Find(*brightness, "value") : nullptr;
   if (!value) return true;
   return value->intValue() > 0;
 }
 
 bool EQAggregateLogger::getCurrentLPMState() {
   auto& notifications = tl::platform::Current().namedNotifications();
-  int32_t token = 0;
-  if (notifications.registerCheck("com.veltro.system.batterysavermode", &token) !=
-      tl::platform::kNotifyStatusOk) {
+  std::unique_ptr<tl::platform::NotifyRegistration> check;
+  if (!notifications.registerCheck(tl::platform::kBatterySaverModeNotification, &check).ok()) {
     return false;
   }
   uint64_t state = 0;
-  notifications.getState(token, &state);
-  notifications.cancel(token);
+  // A failed read leaves the state 0; the check registration is cancelled as it goes.
+  notifications.getState(check->token(), &state).IgnoreError();
   return state == 1;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -111,4 +112,7 @@ class EQAggregateLogger {
   std::vector<std::pair<EQAggregateState*, Slots>> commitSlots_;
   tl::platform::Value* userSetting_ = nullptr;
   size_t fixedKeys_ = 0;  // all but the enable and disable keys
+
+  // The six notification observers; dealloc removes them.
+  std::vector<std::unique_ptr<tl::platform::Registration>> observers_;
 };

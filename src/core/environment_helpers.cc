@@ -1,51 +1,44 @@
 // InMultiUserMode and TLContainerPath: environment answers cached for the process.
-#include <atomic>
 #include <string>
 
-#include "core/no_destructor.h"
+#include "core/core_state.h"
 #include "core/tallyline_module.h"
+#include "platform/device_paths.h"
 #include "platform/platform.h"
 
 namespace {
-
-// Unlocked on purpose: every thread computes the same answer, so a race only repeats the work.
-std::atomic<bool> g_multiUserComputed{false};
-std::atomic<bool> g_multiUser{false};
-std::atomic<const char*> g_containerPath{nullptr};
-
-constexpr char kForceMultiUserMarker[] = "/var/db/forceMultiUserMode";
 constexpr char kContainerIdentifier[] = "systemgroup.com.veltro.sysmetry";
-constexpr char kSingleUserContainer[] = "/var/mobile";
-
 }  // namespace
 
 extern "C" bool InMultiUserMode(void) {
-  if (g_multiUserComputed.load(std::memory_order_relaxed)) {
-    return g_multiUser.load(std::memory_order_relaxed);
+  tl::core::CoreState& core = tl::core::Core();
+  if (core.multiUserComputed.load(std::memory_order_relaxed)) {
+    return core.multiUser.load(std::memory_order_relaxed);
   }
   auto& platform = tl::platform::Current();
   bool answer = false;
   // The marker file forces the behaviour only on internal builds.
   auto internal = platform.environment().deviceAnswer("InternalBuild");
   if (internal && internal->isBool() && internal->boolValue() &&
-      platform.files().stat(kForceMultiUserMarker)) {
+      platform.files().stat(tl::platform::kForceMultiUserMarker, nullptr).ok()) {
     TLLog("Forcing Multi User Mode behavior due to the presence of /var/db/forceMultiUserMode");
     answer = true;
   } else {
-    int flag = 0;
     // A failed query counts as single-user and is cached like a real answer.
-    answer = platform.kernel().multiUserMode(&flag) == 0 && flag != 0;
+    bool multiUser = false;
+    answer = platform.kernel().multiUserMode(&multiUser).ok() && multiUser;
   }
-  g_multiUser.store(answer, std::memory_order_relaxed);
-  g_multiUserComputed.store(true, std::memory_order_relaxed);
+  core.multiUser.store(answer, std::memory_order_relaxed);
+  core.multiUserComputed.store(true, std::memory_order_relaxed);
   return answer;
 }
 
 extern "C" const char* TLContainerPath(void) {
-  if (const char* cached = g_containerPath.load(std::memory_order_relaxed)) return cached;
+  tl::core::CoreState& core = tl::core::Core();
+  if (const char* cached = core.containerPath.load(std::memory_order_relaxed)) return cached;
   if (!InMultiUserMode()) {
-    g_containerPath.store(kSingleUserContainer, std::memory_order_relaxed);
-    return kSingleUserContainer;
+    core.containerPath.store(tl::platform::kSingleUserContainer, std::memory_order_relaxed);
+    return tl::platform::kSingleUserContainer;
   }
   uint64_t error = 1;
   auto path =
@@ -53,10 +46,9 @@ extern "C" const char* TLContainerPath(void) {
   if (!path) {
     // Not cached: the next call looks again.
     TLLog("Error getting system group container: %llu", static_cast<unsigned long long>(error));
-    return g_containerPath.load(std::memory_order_relaxed);
+    return core.containerPath.load(std::memory_order_relaxed);
   }
-  static tl::NoDestructor<std::string> storage;  // the answer stays valid for the process
-  *storage = std::move(*path);
-  g_containerPath.store(storage->c_str(), std::memory_order_relaxed);
-  return storage->c_str();
+  core.containerPathText = std::move(*path);
+  core.containerPath.store(core.containerPathText.c_str(), std::memory_order_relaxed);
+  return core.containerPathText.c_str();
 }

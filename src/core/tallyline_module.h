@@ -5,7 +5,7 @@
 #include <stdbool.h>
 #include <stdint.h>
 
-#define TL_EXPORT __attribute__((visibility("default")))
+#include "base/export.h"
 
 #ifdef __cplusplus
 extern "C" {

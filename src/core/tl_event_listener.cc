@@ -1,17 +1,13 @@
 // TLEventListener: listener start-up order and the thermal-level samples.
 #include "core/tl_event_listener.h"
 
-#include <mutex>
-
 #include "aggregate/eq_aggregate_logger.h"
+#include "core/core_state.h"
 #include "platform/platform.h"
 #include "power/tl_power_event_listener.h"
 #include "sessions/tl_application_state_change_event_listener.h"
 
 namespace {
-// Kept for the life of the process; the registration is never cancelled.
-int32_t g_thermalToken = 0;
-
 constexpr char kThermalLevelsKey[] = "com.veltro.dovetop.thermalLevels";
 }  // namespace
 
@@ -32,17 +28,25 @@ TLEventListener::~TLEventListener() {
 }
 
 void TLEventListener::registerForThermalNotification() {
-  static std::once_flag once;
-  std::call_once(once, [] {
+  tl::core::CoreState& core = tl::core::Core();
+  std::call_once(core.thermalOnce, [&core] {
     auto& platform = tl::platform::Current();
     // The handler touches no module state, so it may run on a concurrent queue. Its result is
     // ignored: without the registration the module simply has no thermal samples.
-    platform.namedNotifications().registerDispatch(
-        tl::platform::kThermalLevelNotification, &g_thermalToken,
-        platform.dispatch().globalQueue(tl::platform::QualityOfService::kDefault), [](int32_t) {
-          // Every notification is one sample, also when the level did not change.
-          int64_t level = tl::platform::Current().namedNotifications().thermalLevel();
-          TLClientPushValueForDistributionKey(kThermalLevelsKey, static_cast<double>(level));
-        });
+    std::unique_ptr<tl::platform::NotifyRegistration> registration;
+    platform.namedNotifications()
+        .registerDispatch(
+            tl::platform::kThermalLevelNotification,
+            platform.dispatch().globalQueue(tl::platform::QualityOfService::kDefault),
+            [](int32_t) {
+              // Every notification is one sample, also when the level did not change.
+              int64_t level = tl::platform::Current().namedNotifications().thermalLevel();
+              TLClientPushValueForDistributionKey(kThermalLevelsKey, static_cast<double>(level));
+            },
+            &registration)
+        .IgnoreError();
+    if (!registration) return;
+    core.thermalToken = registration->token();
+    tl::core::KeepForProcess(std::move(registration));
   });
 }

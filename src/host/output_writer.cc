@@ -62,7 +62,7 @@ void OutputWriter::emit(const OrderedJson& line) {
   std::fwrite(text.data(), 1, text.size(), out_);
 }
 
-void OutputWriter::scalar(double at, const std::string& key, int64_t value) {
+void OutputWriter::scalar(double at, std::string_view key, int64_t value) {
   store_.addScalar(localDay_(), key, value);
   OrderedJson line = Start(at);
   line["scalar"] = key;
@@ -70,7 +70,7 @@ void OutputWriter::scalar(double at, const std::string& key, int64_t value) {
   emit(line);
 }
 
-void OutputWriter::distribution(double at, const std::string& key, double value) {
+void OutputWriter::distribution(double at, std::string_view key, double value) {
   store_.pushSample(localDay_(), key, value);
   OrderedJson line = Start(at);
   line["distribution"] = key;

@@ -19,8 +19,8 @@ class OutputWriter : public sim::OutputSink {
  public:
   OutputWriter(std::FILE* out, StatsStore& store, std::function<std::string()> localDay);
 
-  void scalar(double at, const std::string& key, int64_t value) override;
-  void distribution(double at, const std::string& key, double value) override;
+  void scalar(double at, std::string_view key, int64_t value) override;
+  void distribution(double at, std::string_view key, double value) override;
   void batch(double at, const platform::KeyValues* first,
              const platform::KeyValues* second) override;
   void log(double at, std::string_view line) override;

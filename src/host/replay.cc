@@ -134,8 +134,9 @@ int RunSegment(const SegmentOptions& options) {
   StatsStore store(options.replay.db);
   OutputWriter writer(stdout, store, [&] { return LocalDay(*device); });
   device->outputs().setSink(&writer);
+  std::unique_ptr<platform::Registration> shown;
   if (options.replay.notifications) {
-    device->notificationCenter().addObserver(&writer, "", [&](const platform::Notification& n) {
+    shown = device->notificationCenter().addObserver("", [&](const platform::Notification& n) {
       if (n.name.starts_with("EQ")) writer.notification(device->elapsedSeconds(), n);
     });
   }

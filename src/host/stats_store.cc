@@ -28,9 +28,9 @@ constexpr char kPush[] =
     "ON CONFLICT (day, key) DO UPDATE SET count = count + 1, sum = sum + excluded.sum, "
     "min = MIN(min, excluded.min), max = MAX(max, excluded.max)";
 
-void Bind(sqlite3_stmt* statement, const std::string& day, const std::string& key) {
+void Bind(sqlite3_stmt* statement, const std::string& day, std::string_view key) {
   sqlite3_bind_text(statement, 1, day.c_str(), static_cast<int>(day.size()), SQLITE_TRANSIENT);
-  sqlite3_bind_text(statement, 2, key.c_str(), static_cast<int>(key.size()), SQLITE_TRANSIENT);
+  sqlite3_bind_text(statement, 2, key.data(), static_cast<int>(key.size()), SQLITE_TRANSIENT);
 }
 
 std::string ColumnNumber(sqlite3_stmt* statement, int column) {
@@ -94,19 +94,19 @@ void StatsStore::step(sqlite3_stmt* statement) {
   if (rc != SQLITE_DONE) throw std::runtime_error(std::string("store: ") + sqlite3_errmsg(db_));
 }
 
-void StatsStore::addScalar(const std::string& day, const std::string& key, int64_t value) {
+void StatsStore::addScalar(const std::string& day, std::string_view key, int64_t value) {
   Bind(add_, day, key);
   sqlite3_bind_int64(add_, 3, value);
   step(add_);
 }
 
-void StatsStore::addScalar(const std::string& day, const std::string& key, double value) {
+void StatsStore::addScalar(const std::string& day, std::string_view key, double value) {
   Bind(add_, day, key);
   sqlite3_bind_double(add_, 3, value);
   step(add_);
 }
 
-void StatsStore::pushSample(const std::string& day, const std::string& key, double value) {
+void StatsStore::pushSample(const std::string& day, std::string_view key, double value) {
   Bind(push_, day, key);
   sqlite3_bind_double(push_, 3, value);
   step(push_);

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tl::host {
@@ -19,10 +20,10 @@ class StatsStore {
   StatsStore& operator=(const StatsStore&) = delete;
 
   // Adds value to key's value of day.
-  void addScalar(const std::string& day, const std::string& key, int64_t value);
-  void addScalar(const std::string& day, const std::string& key, double value);
+  void addScalar(const std::string& day, std::string_view key, int64_t value);
+  void addScalar(const std::string& day, std::string_view key, double value);
   // Records one sample of key on day: count, sum, min and max.
-  void pushSample(const std::string& day, const std::string& key, double value);
+  void pushSample(const std::string& day, std::string_view key, double value);
 
   // One daily report of activated applications and its entries.
   struct ActivatedApp {

@@ -3,7 +3,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
+
+#include "platform/registration.h"
 
 namespace tl::platform {
 
@@ -29,8 +32,10 @@ class ActivityScheduler {
  public:
   virtual ~ActivityScheduler() = default;
   using Handler = std::function<void(ActivityState state)>;
-  virtual void registerActivity(const std::string& name, const ActivityCriteria& criteria,
-                                Handler handler) = 0;
+  // Destroying the registration unregisters the activity.
+  virtual std::unique_ptr<Registration> registerActivity(const std::string& name,
+                                                         const ActivityCriteria& criteria,
+                                                         Handler handler) = 0;
 };
 
 }  // namespace tl::platform

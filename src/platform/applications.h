@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/registration.h"
 #include "platform/uuid.h"
 #include "platform/value.h"
 
@@ -68,9 +69,8 @@ class Applications {
  public:
   virtual ~Applications() = default;
   virtual std::unique_ptr<ApplicationStateMonitor> createStateMonitor() = 0;
-  // The observer must stay alive until it is removed.
-  virtual void addWorkspaceObserver(WorkspaceObserver& observer) = 0;
-  virtual void removeWorkspaceObserver(WorkspaceObserver& observer) = 0;
+  // Destroying the registration removes the observer, which must outlive it.
+  virtual std::unique_ptr<Registration> addWorkspaceObserver(WorkspaceObserver& observer) = 0;
   // The registry's proxy for a bundle identifier; an unknown bundle gives a proxy with only
   // the identifier set, as the registry does.
   virtual ProxyRef proxyForIdentifier(const std::string& bundleIdentifier) = 0;

@@ -8,12 +8,15 @@
 #include <optional>
 #include <string>
 
+#include "base/status.h"
+#include "platform/registration.h"
 #include "platform/value.h"
 
 namespace tl::platform {
 
 class Queue;
 
+// The registry's return codes, the codes of its failed statuses.
 using ReturnCode = int32_t;
 inline constexpr ReturnCode kReturnSuccess = 0;
 inline constexpr ReturnCode kReturnError = static_cast<ReturnCode>(0xE00002BC);
@@ -31,6 +34,11 @@ inline constexpr uint32_t kMessageSystemWillPowerOn = 0xE0000320;
 inline constexpr char kGeneralInterest[] = "DVGeneralInterest";
 inline constexpr char kPropertyMatchKey[] = "DVPropertyMatch";
 
+// The registry class of the battery entry. Its properties are the battery's dictionary under
+// the names the power side reads ("CurrentCapacity", "MaxCapacity", "Voltage", "IsCharging",
+// "AdapterInfo", ...), capacities in mAh and voltages in mV.
+inline constexpr char kBatteryClass[] = "DVPMPowerSource";
+
 // A service in the registry. Holding the pointer retains it; the last holder releases it.
 class RegistryEntry {
  public:
@@ -38,17 +46,12 @@ class RegistryEntry {
 };
 using RegistryEntryRef = std::shared_ptr<RegistryEntry>;
 
-// A port on which interest messages arrive; they are delivered on its dispatch queue.
+// A port on which interest messages arrive; they are delivered on its dispatch queue. Destroying
+// the port stops delivery.
 class NotificationPort {
  public:
   virtual ~NotificationPort() = default;
   virtual void setDispatchQueue(Queue& queue) = 0;
-};
-
-// An interest registration; destroying it releases the registration.
-class InterestNotification {
- public:
-  virtual ~InterestNotification() = default;
 };
 
 // service is the entry that sent the message; argument is the message's argument.
@@ -61,19 +64,18 @@ class DeviceRegistry {
   // The first service of that class, or nullptr.
   virtual RegistryEntryRef matchServiceByClass(const std::string& className) = 0;
   // The first service matching a dictionary such as {"DVPropertyMatch": {"backlight-control":
-  // true}}.
+  // true}}, or nullptr.
   virtual RegistryEntryRef matchServiceByProperties(const Dictionary& matching) = 0;
 
   virtual std::unique_ptr<NotificationPort> createNotificationPort() = 0;
-  // A null service fails with kReturnBadArgument.
-  virtual ReturnCode addInterestNotification(NotificationPort& port,
-                                             const RegistryEntryRef& service,
-                                             const std::string& interestType,
-                                             InterestCallback callback,
-                                             std::unique_ptr<InterestNotification>* out) = 0;
+  // Registers callback for the messages of service through port. A null service fails with
+  // kReturnBadArgument.
+  virtual Status addInterestNotification(NotificationPort& port, const RegistryEntryRef& service,
+                                         const std::string& interestType, InterestCallback callback,
+                                         std::unique_ptr<Registration>* out) = 0;
 
   // All of a service's properties, read anew.
-  virtual ReturnCode properties(const RegistryEntry& entry, Dictionary* out) = 0;
+  virtual Status properties(const RegistryEntry& entry, Dictionary* out) = 0;
   // One property, read anew; nullopt when absent.
   virtual std::optional<Value> property(const RegistryEntry& entry, const std::string& key) = 0;
 
@@ -81,29 +83,24 @@ class DeviceRegistry {
   virtual float displayBrightness() = 0;
 };
 
-// The object through which a system-power registration is later deregistered.
-class PowerNotifier {
- public:
-  virtual ~PowerNotifier() = default;
-};
-
 // argument is the message's notification identifier, the one to acknowledge.
 using SystemPowerCallback = std::function<void(uint32_t messageType, intptr_t argument)>;
 
-struct SystemPowerRegistration {
+// What a system-power registration hands back. Its messages arrive on the port's queue once one
+// is set; destroying the notifier deregisters; the connection is closed on its own.
+struct SystemPowerConnection {
   uint32_t rootDomainConnect = 0;  // 0 when the registration failed
   std::unique_ptr<NotificationPort> port;
-  std::unique_ptr<PowerNotifier> notifier;
+  std::unique_ptr<Registration> notifier;
 };
 
 // Sleep is held back until every can-sleep and will-sleep message is acknowledged.
 class SystemPower {
  public:
   virtual ~SystemPower() = default;
-  virtual SystemPowerRegistration registerForSystemPower(SystemPowerCallback callback) = 0;
-  virtual ReturnCode allowPowerChange(uint32_t rootDomainConnect, intptr_t notificationId) = 0;
-  virtual ReturnCode deregisterForSystemPower(PowerNotifier& notifier) = 0;
-  virtual ReturnCode closeConnection(uint32_t rootDomainConnect) = 0;
+  virtual SystemPowerConnection registerForSystemPower(SystemPowerCallback callback) = 0;
+  virtual Status allowPowerChange(uint32_t rootDomainConnect, intptr_t notificationId) = 0;
+  virtual Status closeConnection(uint32_t rootDomainConnect) = 0;
 };
 
 }  // namespace tl::platform

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/registration.h"
+
 namespace tl::platform {
 
 using Task = std::function<void()>;
@@ -25,11 +27,8 @@ class Queue {
 // queued when the queue is destroyed are dropped.
 class SerialQueue : public Queue {};
 
-// Destroying the timer cancels it.
-class Timer {
- public:
-  virtual ~Timer() = default;
-};
+// A repeating timer; destroying it cancels it.
+class Timer : public Registration {};
 
 class Semaphore {
  public:
@@ -41,9 +40,8 @@ class Semaphore {
 
 // Fires on its target queue when the system reports memory pressure of a level in its mask.
 // It delivers nothing until resumed; destroying it cancels it.
-class MemoryPressureSource {
+class MemoryPressureSource : public Registration {
  public:
-  virtual ~MemoryPressureSource() = default;
   virtual void setHandler(Task handler) = 0;
   virtual void resume() = 0;
 };
@@ -62,7 +60,8 @@ class Dispatch {
   virtual Queue& globalQueue(QualityOfService qos) = 0;
   virtual std::unique_ptr<Semaphore> createSemaphore(long value) = 0;
   // Runs handler on queue every interval seconds, first after one interval. leeway says how
-  // late it may fire, so that a battery-powered device can coalesce wake-ups.
+  // late it may fire, so that a battery-powered device can coalesce wake-ups. The queue must
+  // outlive the timer.
   virtual std::unique_ptr<Timer> scheduleRepeatingTimer(Queue& queue, double interval,
                                                         double leeway, Task handler) = 0;
   // nullptr when the system cannot create the source.

@@ -5,26 +5,22 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 
+#include "base/status.h"
+
 namespace tl::platform {
 
-// Why a file operation failed: the errno value and its text.
-struct FileError {
-  int code = 0;
-  std::string description;
-};
-using FileResult = std::optional<FileError>;  // nullopt means success
+// Failed file calls give the errno value as their status code, with its system text.
 
-// An open handle for appending. Closing happens on destruction.
+// An open handle for writing. Closing happens on destruction.
 class WriteHandle {
  public:
   virtual ~WriteHandle() = default;
-  virtual FileResult seekToEnd() = 0;
+  virtual Status seekToEnd() = 0;
   // Writes all of bytes in one call; a short or failed write is an error.
-  virtual FileResult write(std::span<const uint8_t> bytes) = 0;
+  virtual Status write(std::span<const uint8_t> bytes) = 0;
 };
 
 // Reads a file line by line with one growing line buffer.
@@ -32,7 +28,7 @@ class LineReader {
  public:
   virtual ~LineReader() = default;
   // The next line including its line feed (the last one may lack it); false at end of file or on
-  // a read error.
+  // a read error, which both end the reading.
   virtual bool readLine(std::string& line) = 0;
 };
 
@@ -45,25 +41,24 @@ struct FileInfo {
 class FileSystem {
  public:
   virtual ~FileSystem() = default;
-  virtual std::optional<FileInfo> stat(const std::string& path) = 0;
+  // info may be null when only existence matters.
+  virtual Status stat(const std::string& path, FileInfo* info) = 0;
   // With intermediates, missing parents are created too; an existing directory is no error then.
-  virtual FileResult createDirectory(const std::string& path, bool intermediates, mode_t mode) = 0;
+  virtual Status createDirectory(const std::string& path, bool intermediates, mode_t mode) = 0;
   // Creates (or replaces) a file holding contents.
-  virtual FileResult createFile(const std::string& path, std::span<const uint8_t> contents,
-                                mode_t mode) = 0;
-  // nullptr when the file cannot be opened for writing.
-  virtual std::unique_ptr<WriteHandle> openForAppending(const std::string& path) = 0;
-  // nullptr when the file cannot be opened for reading.
-  virtual std::unique_ptr<LineReader> openForReading(const std::string& path) = 0;
-  virtual FileResult remove(const std::string& path) = 0;
-  virtual FileResult move(const std::string& from, const std::string& to) = 0;
-  virtual FileResult setPermissions(const std::string& path, mode_t mode) = 0;
-  // The per-user temporary directory, ending in "/"; nullopt when it cannot be read.
-  virtual std::optional<std::string> temporaryDirectory() = 0;
-  // mkstemp: replaces the trailing X of pathTemplate and creates the file; a descriptor or -1.
-  virtual int makeUniqueFile(std::string& pathTemplate) = 0;
-  // A handle that owns descriptor fd; nullptr when none can be made (fd is then closed).
-  virtual std::unique_ptr<WriteHandle> adoptDescriptor(int fd) = 0;
+  virtual Status createFile(const std::string& path, std::span<const uint8_t> contents,
+                            mode_t mode) = 0;
+  virtual Status openForAppending(const std::string& path, std::unique_ptr<WriteHandle>* out) = 0;
+  virtual Status openForReading(const std::string& path, std::unique_ptr<LineReader>* out) = 0;
+  virtual Status remove(const std::string& path) = 0;
+  // Never replaces an existing file.
+  virtual Status move(const std::string& from, const std::string& to) = 0;
+  virtual Status setPermissions(const std::string& path, mode_t mode) = 0;
+  // The per-user temporary directory, ending in "/".
+  virtual Status temporaryDirectory(std::string* out) = 0;
+  // Creates a new file whose name is pathTemplate with its trailing X replaced (mkstemp), open
+  // for writing; pathTemplate becomes the file's path.
+  virtual Status createUniqueFile(std::string& pathTemplate, std::unique_ptr<WriteHandle>* out) = 0;
 };
 
 }  // namespace tl::platform

@@ -3,11 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "base/status.h"
 
 namespace tl::platform {
 
@@ -34,6 +35,7 @@ inline constexpr uint32_t kProcessFlag64BitAddressSpace = 4;
 inline constexpr size_t kInterfaceSupplementalSize = 640;
 inline constexpr size_t kPacketStatisticsOffset = 288;
 inline constexpr size_t kPacketStatisticsSize = 256;
+inline constexpr size_t kPacketStatisticsCounters = kPacketStatisticsSize / sizeof(uint64_t);
 
 // Resource usage of a process, version 0 of the record.
 struct ResourceUsageV0 {
@@ -52,20 +54,20 @@ struct InterfaceAddress {
 };
 inline constexpr uint32_t kInterfaceFlagLoopback = 0x8;
 
-// The sysctl calls follow the kernel's contract: 0 on success, -1 with errno set on failure;
-// with a null buffer they report the size needed in *length.
+// The sysctl, resource-usage and interface-index calls keep the kernel's own contracts, which the
+// module's algorithms are written against: sysctl and processResourceUsage give 0 on success and
+// -1 with errno set on failure (with a null buffer sysctl reports the size needed in *length);
+// interfaceIndex gives 0 for an unknown name. The other queries report failure as a status.
 class Kernel {
  public:
   virtual ~Kernel() = default;
   virtual int sysctl(std::span<const int> name, void* buffer, size_t* length) = 0;
   virtual int sysctlByName(std::string_view name, void* buffer, size_t* length) = 0;
-  // 0 on success.
   virtual int processResourceUsage(int32_t pid, int flavor, ResourceUsageV0* out) = 0;
-  // 0 on success, with *flag non-zero when the device runs in multi-user mode.
-  virtual int multiUserMode(int* flag) = 0;
-  // nullopt when the list cannot be had.
-  virtual std::optional<std::vector<InterfaceAddress>> interfaceAddresses() = 0;
-  // 0 for an unknown interface.
+  // Whether the device runs in multi-user mode.
+  virtual Status multiUserMode(bool* multiUser) = 0;
+  // The system's interface addresses, one entry per address and interface.
+  virtual Status interfaceAddresses(std::vector<InterfaceAddress>* out) = 0;
   virtual unsigned interfaceIndex(const std::string& name) = 0;
   virtual int32_t processId() = 0;
 };

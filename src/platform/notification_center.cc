@@ -5,14 +5,26 @@
 
 namespace tl::platform {
 
-void NotificationCenter::addObserver(const void* observer, std::string name, Handler handler) {
+class NotificationCenter::Observer : public Registration {
+ public:
+  Observer(NotificationCenter& center, uint64_t id) : center_(center), id_(id) {}
+  ~Observer() override { center_.remove(id_); }
+
+ private:
+  NotificationCenter& center_;
+  uint64_t id_;
+};
+
+std::unique_ptr<Registration> NotificationCenter::addObserver(std::string name, Handler handler) {
   std::lock_guard lock(mutex_);
-  entries_.push_back({observer, std::move(name), std::make_shared<Handler>(std::move(handler))});
+  const uint64_t id = nextId_++;
+  entries_.push_back({id, std::move(name), std::make_shared<Handler>(std::move(handler))});
+  return std::make_unique<Observer>(*this, id);
 }
 
-void NotificationCenter::removeObserver(const void* observer) {
+void NotificationCenter::remove(uint64_t id) {
   std::lock_guard lock(mutex_);
-  std::erase_if(entries_, [&](const Entry& e) { return e.observer == observer; });
+  std::erase_if(entries_, [&](const Entry& e) { return e.id == id; });
 }
 
 void NotificationCenter::post(std::string name, const void* object, Dictionary userInfo) {

@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "platform/registration.h"
 #include "platform/value.h"
 
 namespace tl::platform {
@@ -24,20 +26,27 @@ class NotificationCenter {
  public:
   using Handler = std::function<void(const Notification&)>;
 
-  // Observes name from any sender. An empty name observes every notification.
-  void addObserver(const void* observer, std::string name, Handler handler);
-  // Removes every registration of observer.
-  void removeObserver(const void* observer);
+  NotificationCenter() = default;
+  NotificationCenter(const NotificationCenter&) = delete;
+  NotificationCenter& operator=(const NotificationCenter&) = delete;
+
+  // Observes name from any sender; an empty name observes every notification. Destroying the
+  // registration removes the observer; it must not outlive the centre.
+  std::unique_ptr<Registration> addObserver(std::string name, Handler handler);
   void post(std::string name, const void* object, Dictionary userInfo = {});
 
  private:
+  class Observer;
   struct Entry {
-    const void* observer;
+    uint64_t id;
     std::string name;
     std::shared_ptr<Handler> handler;
   };
+  void remove(uint64_t id);
+
   mutable std::mutex mutex_;
   std::vector<Entry> entries_;
+  uint64_t nextId_ = 1;
 };
 
 }  // namespace tl::platform

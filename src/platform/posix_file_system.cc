@@ -8,33 +8,30 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <random>
 
 namespace tl::platform {
 
-FileError ErrorFromErrno(int code) { return FileError{code, std::strerror(code)}; }
-
 namespace {
 
-FileResult Errno() { return ErrorFromErrno(errno); }
+Status Errno() { return Status::FromErrno(errno); }
 
 class FdWriteHandle : public WriteHandle {
  public:
   explicit FdWriteHandle(int fd) : fd_(fd) {}
   ~FdWriteHandle() override { ::close(fd_); }
 
-  FileResult seekToEnd() override {
+  Status seekToEnd() override {
     if (::lseek(fd_, 0, SEEK_END) < 0) return Errno();
-    return std::nullopt;
+    return Status::OK();
   }
 
-  FileResult write(std::span<const uint8_t> bytes) override {
+  Status write(std::span<const uint8_t> bytes) override {
     // One write call per record: a record either lands whole or is reported lost.
     ssize_t n = ::write(fd_, bytes.data(), bytes.size());
     if (n < 0) return Errno();
-    if (static_cast<size_t>(n) != bytes.size()) return ErrorFromErrno(ENOSPC);
-    return std::nullopt;
+    if (static_cast<size_t>(n) != bytes.size()) return Status::FromErrno(ENOSPC);
+    return Status::OK();
   }
 
  private:
@@ -74,19 +71,21 @@ std::string PosixFileSystem::hostPath(const std::string& path) const {
   return root_ + path;
 }
 
-std::optional<FileInfo> PosixFileSystem::stat(const std::string& path) {
+Status PosixFileSystem::stat(const std::string& path, FileInfo* info) {
   struct stat st;
-  if (::stat(hostPath(path).c_str(), &st) != 0) return std::nullopt;
-  return FileInfo{st.st_mode & 07777, static_cast<uint64_t>(st.st_size), S_ISDIR(st.st_mode)};
+  if (::stat(hostPath(path).c_str(), &st) != 0) return Errno();
+  if (info) {
+    *info = FileInfo{st.st_mode & 07777, static_cast<uint64_t>(st.st_size), S_ISDIR(st.st_mode)};
+  }
+  return Status::OK();
 }
 
-FileResult PosixFileSystem::createDirectory(const std::string& path, bool intermediates,
-                                            mode_t mode) {
+Status PosixFileSystem::createDirectory(const std::string& path, bool intermediates, mode_t mode) {
   std::string host = hostPath(path);
   if (!intermediates) {
     if (::mkdir(host.c_str(), mode) != 0) return Errno();
     ::chmod(host.c_str(), mode);
-    return std::nullopt;
+    return Status::OK();
   }
   // Create each missing component below the root, parents first.
   size_t start = root_.size() + 1;
@@ -101,66 +100,68 @@ FileResult PosixFileSystem::createDirectory(const std::string& path, bool interm
   }
   struct stat st;
   if (::stat(host.c_str(), &st) != 0) return Errno();
-  if (!S_ISDIR(st.st_mode)) return ErrorFromErrno(ENOTDIR);
-  return std::nullopt;
+  if (!S_ISDIR(st.st_mode)) return Status::FromErrno(ENOTDIR);
+  return Status::OK();
 }
 
-FileResult PosixFileSystem::createFile(const std::string& path, std::span<const uint8_t> contents,
-                                       mode_t mode) {
+Status PosixFileSystem::createFile(const std::string& path, std::span<const uint8_t> contents,
+                                   mode_t mode) {
   std::string host = hostPath(path);
   int fd = ::open(host.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
   if (fd < 0) return Errno();
   FdWriteHandle handle(fd);
   if (!contents.empty()) {
-    if (FileResult error = handle.write(contents)) return error;
+    if (Status written = handle.write(contents); !written.ok()) return written;
   }
   if (::fchmod(fd, mode) != 0) return Errno();
-  return std::nullopt;
+  return Status::OK();
 }
 
-std::unique_ptr<WriteHandle> PosixFileSystem::openForAppending(const std::string& path) {
+Status PosixFileSystem::openForAppending(const std::string& path,
+                                         std::unique_ptr<WriteHandle>* out) {
   int fd = ::open(hostPath(path).c_str(), O_WRONLY | O_CLOEXEC);
-  if (fd < 0) return nullptr;
-  return std::make_unique<FdWriteHandle>(fd);
+  if (fd < 0) return Errno();
+  *out = std::make_unique<FdWriteHandle>(fd);
+  return Status::OK();
 }
 
-std::unique_ptr<LineReader> PosixFileSystem::openForReading(const std::string& path) {
+Status PosixFileSystem::openForReading(const std::string& path, std::unique_ptr<LineReader>* out) {
   FILE* stream = std::fopen(hostPath(path).c_str(), "re");
-  if (!stream) return nullptr;
-  return std::make_unique<StreamLineReader>(stream);
+  if (!stream) return Errno();
+  *out = std::make_unique<StreamLineReader>(stream);
+  return Status::OK();
 }
 
-FileResult PosixFileSystem::remove(const std::string& path) {
+Status PosixFileSystem::remove(const std::string& path) {
   if (::unlink(hostPath(path).c_str()) != 0) return Errno();
-  return std::nullopt;
+  return Status::OK();
 }
 
-FileResult PosixFileSystem::move(const std::string& from, const std::string& to) {
-  // A move does not replace an existing file.
+Status PosixFileSystem::move(const std::string& from, const std::string& to) {
   std::string target = hostPath(to);
-  if (::access(target.c_str(), F_OK) == 0) return ErrorFromErrno(EEXIST);
+  if (::access(target.c_str(), F_OK) == 0) return Status::FromErrno(EEXIST);
   if (::rename(hostPath(from).c_str(), target.c_str()) != 0) return Errno();
-  return std::nullopt;
+  return Status::OK();
 }
 
-FileResult PosixFileSystem::setPermissions(const std::string& path, mode_t mode) {
+Status PosixFileSystem::setPermissions(const std::string& path, mode_t mode) {
   if (::chmod(hostPath(path).c_str(), mode) != 0) return Errno();
-  return std::nullopt;
+  return Status::OK();
 }
 
-std::optional<std::string> PosixFileSystem::temporaryDirectory() {
-  if (temporaryDirectory_.empty()) return std::nullopt;
-  return temporaryDirectory_;
+Status PosixFileSystem::temporaryDirectory(std::string* out) {
+  if (temporaryDirectory_.empty()) return Status::FromErrno(ENOENT);
+  *out = temporaryDirectory_;
+  return Status::OK();
 }
 
-int PosixFileSystem::makeUniqueFile(std::string& pathTemplate) {
-  // Like the BSD routine, any number of trailing X is replaced (glibc insists on six).
+Status PosixFileSystem::createUniqueFile(std::string& pathTemplate,
+                                         std::unique_ptr<WriteHandle>* out) {
+  // mkstemp as the BSD routine has it: any number of trailing X is replaced (glibc's insists on
+  // six), and the file is made with O_EXCL so that it is new.
   size_t xs = 0;
   while (xs < pathTemplate.size() && pathTemplate[pathTemplate.size() - 1 - xs] == 'X') ++xs;
-  if (xs == 0) {
-    errno = EINVAL;
-    return -1;
-  }
+  if (xs == 0) return Status::FromErrno(EINVAL);
   static constexpr char kAlphabet[] =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
   std::random_device entropy;
@@ -173,17 +174,12 @@ int PosixFileSystem::makeUniqueFile(std::string& pathTemplate) {
     int fd = ::open(hostPath(candidate).c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (fd >= 0) {
       pathTemplate = std::move(candidate);
-      return fd;
+      *out = std::make_unique<FdWriteHandle>(fd);
+      return Status::OK();
     }
-    if (errno != EEXIST) return -1;
+    if (errno != EEXIST) return Errno();
   }
-  errno = EEXIST;
-  return -1;
-}
-
-std::unique_ptr<WriteHandle> PosixFileSystem::adoptDescriptor(int fd) {
-  if (fd < 0) return nullptr;
-  return std::make_unique<FdWriteHandle>(fd);
+  return Status::FromErrno(EEXIST);
 }
 
 }  // namespace tl::platform

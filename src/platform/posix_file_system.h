@@ -16,25 +16,21 @@ class PosixFileSystem : public FileSystem {
   // The host path of a device path.
   std::string hostPath(const std::string& path) const;
 
-  std::optional<FileInfo> stat(const std::string& path) override;
-  FileResult createDirectory(const std::string& path, bool intermediates, mode_t mode) override;
-  FileResult createFile(const std::string& path, std::span<const uint8_t> contents,
-                        mode_t mode) override;
-  std::unique_ptr<WriteHandle> openForAppending(const std::string& path) override;
-  std::unique_ptr<LineReader> openForReading(const std::string& path) override;
-  FileResult remove(const std::string& path) override;
-  FileResult move(const std::string& from, const std::string& to) override;
-  FileResult setPermissions(const std::string& path, mode_t mode) override;
-  std::optional<std::string> temporaryDirectory() override;
-  int makeUniqueFile(std::string& pathTemplate) override;
-  std::unique_ptr<WriteHandle> adoptDescriptor(int fd) override;
+  Status stat(const std::string& path, FileInfo* info) override;
+  Status createDirectory(const std::string& path, bool intermediates, mode_t mode) override;
+  Status createFile(const std::string& path, std::span<const uint8_t> contents,
+                    mode_t mode) override;
+  Status openForAppending(const std::string& path, std::unique_ptr<WriteHandle>* out) override;
+  Status openForReading(const std::string& path, std::unique_ptr<LineReader>* out) override;
+  Status remove(const std::string& path) override;
+  Status move(const std::string& from, const std::string& to) override;
+  Status setPermissions(const std::string& path, mode_t mode) override;
+  Status temporaryDirectory(std::string* out) override;
+  Status createUniqueFile(std::string& pathTemplate, std::unique_ptr<WriteHandle>* out) override;
 
  private:
   std::string root_;
   std::string temporaryDirectory_;
 };
-
-// The error of errno value code.
-FileError ErrorFromErrno(int code);
 
 }  // namespace tl::platform

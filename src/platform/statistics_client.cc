@@ -3,11 +3,11 @@
 
 #include "platform/platform.h"
 
-void TLClientAddValueForScalarKey(const std::string& key, int64_t value) {
+void TLClientAddValueForScalarKey(std::string_view key, int64_t value) {
   tl::platform::Current().statistics().addValueForScalarKey(key, value);
 }
 
-void TLClientPushValueForDistributionKey(const std::string& key, double value) {
+void TLClientPushValueForDistributionKey(std::string_view key, double value) {
   tl::platform::Current().statistics().pushValueForDistributionKey(key, value);
 }
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <string_view>
 
 #include "platform/value.h"
 
@@ -11,12 +11,13 @@ namespace tl::platform {
 // Key -> number (an integer or a double).
 using KeyValues = Dictionary;
 
-// The daemon decides how it folds each value into its key. Callable from any queue.
+// The daemon decides how it folds each value into its key. Callable from any queue; a key is
+// only read during the call.
 class StatisticsClient {
  public:
   virtual ~StatisticsClient() = default;
-  virtual void addValueForScalarKey(const std::string& key, int64_t value) = 0;
-  virtual void pushValueForDistributionKey(const std::string& key, double value) = 0;
+  virtual void addValueForScalarKey(std::string_view key, int64_t value) = 0;
+  virtual void pushValueForDistributionKey(std::string_view key, double value) = 0;
   // Either dictionary may be absent (nullptr).
   virtual void batchKeys(const KeyValues* first, const KeyValues* second) = 0;
 };
@@ -24,6 +25,6 @@ class StatisticsClient {
 }  // namespace tl::platform
 
 // The client calls under their own names, through the current platform.
-void TLClientAddValueForScalarKey(const std::string& key, int64_t value);
-void TLClientPushValueForDistributionKey(const std::string& key, double value);
+void TLClientAddValueForScalarKey(std::string_view key, int64_t value);
+void TLClientPushValueForDistributionKey(std::string_view key, double value);
 void TLClientBatchKeys(const tl::platform::KeyValues* first, const tl::platform::KeyValues* second);

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "platform/platform.h"
+#include "power/power_state.h"
 #include "power/tl_power_event_listener.h"
 
 extern "C" {
@@ -16,24 +17,20 @@ double bucketSeconds[13] = {};
 
 namespace {
 
-// All of it is touched only on the logging queue.
-constexpr uint32_t kBuckets = 12;
+using tl::power::kBrightnessBuckets;
 constexpr int kMessageCap = 100;
-int32_t g_currentBucket = -1;
-std::optional<double> g_intervalStart[kBuckets];
-int g_badBucketMessages = 0;
-bool g_rangeErrorLogged = false;
 
 int32_t FoldTopBucket(int32_t bucket) { return bucket == 11 ? 10 : bucket; }
 
 }  // namespace
 
 extern "C" int32_t checkBucket(uint32_t bucket) {
-  if (bucket < kBuckets) return static_cast<int32_t>(bucket);
+  if (bucket < kBrightnessBuckets) return static_cast<int32_t>(bucket);
   // Capped so that a broken backlight cannot flood the log.
-  if (g_badBucketMessages < kMessageCap) {
+  int& messages = tl::power::Power().badBucketMessages;
+  if (messages < kMessageCap) {
     TLLog("bucketize: bad bucket size: %d", static_cast<int32_t>(bucket));
-    ++g_badBucketMessages;
+    ++messages;
   }
   return 0;
 }
@@ -51,27 +48,29 @@ extern "C" int32_t makeBucket(int32_t value, int32_t current) {
 }
 
 void TLPowerEventListener::bucketize(int32_t value) {
+  tl::power::PowerState& state = tl::power::Power();
   if (minBright == -1 || maxBright == -1) {
-    if (!g_rangeErrorLogged) {
+    if (!state.rangeErrorLogged) {
       TLLog("bucketize: ERROR: minBright = %d, maxBright = %d", minBright, maxBright);
-      g_rangeErrorLogged = true;
+      state.rangeErrorLogged = true;
     }
     return;
   }
-  if (value == -1 && g_currentBucket == -1) return;  // nothing is running
-  const int32_t bucket = makeBucket(value, g_currentBucket);
+  int32_t& current = state.currentBucket;
+  if (value == -1 && current == -1) return;  // nothing is running
+  const int32_t bucket = makeBucket(value, current);
   const double now = tl::platform::Current().clock().now();
-  if (g_currentBucket == -1) {
-    g_currentBucket = bucket;
-    g_intervalStart[bucket] = now;
+  if (current == -1) {
+    current = bucket;
+    state.intervalStart[bucket] = now;
   }
-  if (value != -1 && bucket == g_currentBucket) return;  // the interval keeps running
-  const double elapsed = std::fabs(g_intervalStart[g_currentBucket].value_or(now) - now);
-  bucketSeconds[g_currentBucket] += elapsed;
+  if (value != -1 && bucket == current) return;  // the interval keeps running
+  const double elapsed = std::fabs(state.intervalStart[current].value_or(now) - now);
+  bucketSeconds[current] += elapsed;
   bucketSeconds[12] += elapsed;
-  g_intervalStart[g_currentBucket].reset();
-  g_intervalStart[bucket] = now;
-  g_currentBucket = bucket;
+  state.intervalStart[current].reset();
+  state.intervalStart[bucket] = now;
+  current = bucket;
 }
 
 void TLPowerEventListener::logBrightnessBuckets() {

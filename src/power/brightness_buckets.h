@@ -4,7 +4,7 @@
 
 #include <stdint.h>
 
-#include "core/tallyline_module.h"
+#include "base/export.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -1,22 +1,16 @@
 // EQBatteryProperties: the cached snapshot and its getters.
 #include "power/eq_battery_properties.h"
 
-#include <atomic>
-
 #include "platform/platform.h"
+#include "power/power_state.h"
 
 using tl::platform::Value;
-
-namespace {
-// -1 until asked; then 0 or 1 for the rest of the process. A race asks twice, harmlessly.
-std::atomic<int> g_gasGauge{-1};
-}  // namespace
 
 EQBatteryProperties::EQBatteryProperties(tl::platform::RegistryEntryRef entry)
     : batteryEntry(std::move(entry)) {}
 
 std::shared_ptr<EQBatteryProperties> EQBatteryProperties::init() {
-  auto entry = tl::platform::Current().registry().matchServiceByClass(kBatteryClass);
+  auto entry = tl::platform::Current().registry().matchServiceByClass(tl::platform::kBatteryClass);
   return std::make_shared<EQBatteryProperties>(std::move(entry));
 }
 
@@ -26,9 +20,9 @@ const tl::platform::Dictionary* EQBatteryProperties::batteryProperties() const {
   if (_batteryProperties) return &*_batteryProperties;
   if (!batteryEntry) return nullptr;
   tl::platform::Dictionary read;
-  auto result = tl::platform::Current().registry().properties(*batteryEntry, &read);
-  if (result != tl::platform::kReturnSuccess) {
-    TLLog("Unable to get properties for battery (0x%08x)", static_cast<unsigned>(result));
+  tl::Status status = tl::platform::Current().registry().properties(*batteryEntry, &read);
+  if (!status.ok()) {
+    TLLog("Unable to get properties for battery (0x%08x)", static_cast<unsigned>(status.code()));
     return nullptr;
   }
   // Fixed from here on: every question of this instance sees one consistent set of values.
@@ -37,11 +31,12 @@ const tl::platform::Dictionary* EQBatteryProperties::batteryProperties() const {
 }
 
 bool EQBatteryProperties::gasGaugeEnabled() {
-  int cached = g_gasGauge.load(std::memory_order_relaxed);
+  std::atomic<int>& gasGauge = tl::power::Power().gasGauge;
+  int cached = gasGauge.load(std::memory_order_relaxed);
   if (cached < 0) {
     auto answer = tl::platform::Current().environment().deviceAnswer("gas-gauge-battery");
     cached = answer && answer->boolValue() ? 1 : 0;
-    g_gasGauge.store(cached, std::memory_order_relaxed);
+    gasGauge.store(cached, std::memory_order_relaxed);
   }
   return cached == 1;
 }

@@ -14,11 +14,9 @@
 // user info describes itself as its property dictionary.
 class EQBatteryProperties : public tl::platform::Object {
  public:
-  static constexpr char kBatteryClass[] = "DVPMPowerSource";
-
   // initWithBatteryEntry: holds (retains) the entry; the cache starts empty.
   explicit EQBatteryProperties(tl::platform::RegistryEntryRef batteryEntry);
-  // init: the first registry service of the battery class (nullptr when there is none).
+  // init: the first registry service of the battery class (none when there is none).
   static std::shared_ptr<EQBatteryProperties> init();
   // The class operation properties: a new instance made with init.
   static std::shared_ptr<EQBatteryProperties> properties() { return init(); }

@@ -2,7 +2,7 @@
 #ifndef TALLYLINE_EQ_NOTIFICATIONS_H_
 #define TALLYLINE_EQ_NOTIFICATIONS_H_
 
-#include "core/tallyline_module.h"
+#include "base/export.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -2,42 +2,13 @@
 // growth since the previous reading.
 #include <cstring>
 
+#include "platform/packet_counters.h"
 #include "platform/platform.h"
 #include "power/tl_power_event_listener.h"
 
 namespace {
 
-// The reported counters: index in the packet statistics block and the format of the key, with the
-// interface name for %s. The reserved counters (14 to 19 and 28 to 31) are neither compared nor
-// reported.
-struct Counter {
-  int index;
-  const char* key;
-};
-constexpr Counter kCounters[] = {
-    {0, "com.veltro.power.netstats.%s.tcpBadFormat"},
-    {1, "com.veltro.power.netstats.%s.tcpUnspecv6"},
-    {2, "com.veltro.power.netstats.%s.tcpSynFin"},
-    {3, "com.veltro.power.netstats.%s.tcpBadFormatIPSec"},
-    {4, "com.veltro.power.netstats.%s.tcpNoConnNoList"},
-    {5, "com.veltro.power.netstats.%s.tcpNoConnList"},
-    {6, "com.veltro.power.netstats.%s.tcpListBadSyn"},
-    {7, "com.veltro.power.netstats.%s.tcpICMP6Unreach"},
-    {8, "com.veltro.power.netstats.%s.tcpDeprecate6"},
-    {9, "com.veltro.power.netstats.%s.tcpRstInSynRcv"},
-    {10, "com.veltro.power.netstats.%s.tcpOOOPkt"},
-    {11, "com.veltro.power.netstats.%s.tcpDOSPkt"},
-    {12, "com.veltro.power.netstats.%s.tcpCleanup"},
-    {13, "com.veltro.power.netstats.%s.tcpSynWindow"},
-    {20, "com.veltro.power.netstats.%s.udpPortUnreach"},
-    {21, "com.veltro.power.netstats.%s.udpFaithPrefix"},
-    {22, "com.veltro.power.netstats.%s.udpPort0"},
-    {23, "com.veltro.power.netstats.%s.udpBadLength"},
-    {24, "com.veltro.power.netstats.%s.udpBadChksum"},
-    {25, "com.veltro.power.netstats.%s.udpBadMcast"},
-    {26, "com.veltro.power.netstats.%s.udpCleanup"},
-    {27, "com.veltro.power.netstats.%s.udpBadIPSec"},
-};
+using tl::platform::kPacketCounters;
 
 uint64_t CounterAt(const std::vector<uint8_t>& record, int index) {
   uint64_t value;
@@ -48,10 +19,10 @@ uint64_t CounterAt(const std::vector<uint8_t>& record, int index) {
 }  // namespace
 
 void TLPowerEventListener::logSupStats() {
-  auto addresses = tl::platform::Current().kernel().interfaceAddresses();
-  if (!addresses || addresses->empty()) return;
+  std::vector<tl::platform::InterfaceAddress> addresses;
+  if (!tl::platform::Current().kernel().interfaceAddresses(&addresses).ok()) return;
   // Each interface has one link-layer entry, so each is reported once.
-  for (const auto& address : *addresses) {
+  for (const auto& address : addresses) {
     if (address.hasAddress && address.hasData &&
         !(address.flags & tl::platform::kInterfaceFlagLoopback) &&
         address.family == tl::platform::kAddressFamilyLink) {
@@ -76,7 +47,8 @@ std::shared_ptr<std::vector<uint8_t>> TLPowerEventListener::getCurrentSupplement
 
 void TLPowerEventListener::validateCurrentStatistics(const std::vector<uint8_t>& current,
                                                      std::vector<uint8_t>& withPrevious) {
-  for (const Counter& counter : kCounters) {
+  // Only the reported counters are compared: the reserved ones may do as they like.
+  for (const auto& counter : kPacketCounters) {
     if (CounterAt(withPrevious, counter.index) > CounterAt(current, counter.index)) {
       // A counter went back (the interface was made anew): all of the current value is growth.
       TLLog("Network Supplemental Stats <ERROR>: Zeroing previous stats");
@@ -98,12 +70,13 @@ void TLPowerEventListener::logNetworkSupplementalStatsForInterface(const char* n
     std::vector<uint8_t>& before = *previous->second;
     validateCurrentStatistics(*current, before);
     tl::platform::KeyValues growth;
-    for (const Counter& counter : kCounters) {
+    for (const auto& counter : kPacketCounters) {
       const uint64_t now = CounterAt(*current, counter.index);
       const uint64_t then = CounterAt(before, counter.index);
       if (now == then) continue;
       char counterKey[128];
-      std::snprintf(counterKey, sizeof counterKey, counter.key, name);
+      std::snprintf(counterKey, sizeof counterKey, "com.veltro.power.netstats.%s.%.*s", name,
+                    static_cast<int>(counter.suffix.size()), counter.suffix.data());
       growth.emplace(counterKey, tl::platform::Value(static_cast<unsigned long long>(now - then)));
     }
     if (!growth.empty()) TLClientBatchKeys(&growth, nullptr);

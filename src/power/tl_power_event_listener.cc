@@ -4,48 +4,22 @@
 
 #include <cctype>
 #include <cerrno>
-#include <mutex>
 
-#include "core/no_destructor.h"
+#include "core/core_state.h"
+#include "platform/backlight.h"
 #include "platform/platform.h"
 #include "power/brightness_buckets.h"
 #include "power/eq_battery_properties.h"
 #include "power/eq_notifications.h"
+#include "power/power_state.h"
 
 namespace {
 
 using tl::platform::Dictionary;
 using tl::platform::Value;
 
-constexpr char kBatterySaverMode[] = "com.veltro.system.batterysavermode";
-constexpr char kDisplayParameters[] = "DVDisplayParameters";
 constexpr double kDay = 86400;
 constexpr double kDailyLeeway = 600;  // the daily reports may fire ten minutes late
-
-// What the listener sets up for the life of the process and never takes down: the battery's
-// interest registration (its handle is not kept, on purpose), the two daily timers, and the
-// low-power-mode queue.
-struct ProcessLifetime {
-  std::vector<std::unique_ptr<tl::platform::InterestNotification>> interests;
-  std::vector<std::unique_ptr<tl::platform::Timer>> timers;
-  std::unique_ptr<tl::platform::SerialQueue> lpmQueue;
-  std::once_flag lpmQueueOnce;
-};
-
-ProcessLifetime& Lifetime() {
-  static tl::NoDestructor<ProcessLifetime> lifetime;
-  return *lifetime;
-}
-
-// The backlight's on/off state: -1 unknown, then 0 or 1. Touched only on the logging queue.
-int32_t g_backlightOn = -1;
-
-// The "brightness" dictionary of a service's display parameters, or nullptr.
-const Dictionary* Brightness(const std::optional<Value>& parameters) {
-  if (!parameters) return nullptr;
-  const Value* brightness = parameters->find("brightness");
-  return brightness ? brightness->dictionary() : nullptr;
-}
 
 std::string Trimmed(std::string text) {
   auto space = [](unsigned char c) { return std::isspace(c) != 0; };
@@ -57,14 +31,14 @@ std::string Trimmed(std::string text) {
 
 }  // namespace
 
-TLPowerEventListener::TLPowerEventListener() : context_(std::make_shared<Context>(Context{this})) {}
+TLPowerEventListener::TLPowerEventListener() = default;
 
 std::unique_ptr<TLPowerEventListener> TLPowerEventListener::initWithQueue(
     tl::platform::SerialQueue& queue) {
   auto& platform = tl::platform::Current();
   auto& registry = platform.registry();
   auto listener = std::make_unique<TLPowerEventListener>();
-  std::weak_ptr<Context> context = listener->context_;
+  const tl::WeakBinder<TLPowerEventListener>& weak = listener->weak_;
 
   listener->_loggingQueue = platform.dispatch().createSerialQueue(
       "WattloggingBGQueue",
@@ -73,104 +47,102 @@ std::unique_ptr<TLPowerEventListener> TLPowerEventListener::initWithQueue(
   listener->ioNotifyPort->setDispatchQueue(queue);
 
   // A missing battery entry is not tested: the interest call's error takes the failure path.
-  listener->batteryEntry = registry.matchServiceByClass(EQBatteryProperties::kBatteryClass);
-  std::unique_ptr<tl::platform::InterestNotification> battery;
-  auto result = registry.addInterestNotification(
+  // The registration is kept for the process, on purpose: it is never released.
+  listener->batteryEntry = registry.matchServiceByClass(tl::platform::kBatteryClass);
+  std::unique_ptr<tl::platform::Registration> battery;
+  tl::Status added = registry.addInterestNotification(
       *listener->ioNotifyPort, listener->batteryEntry, tl::platform::kGeneralInterest,
-      [context](const tl::platform::RegistryEntryRef& service, uint32_t type, intptr_t) {
-        auto live = context.lock();
-        if (!live || !live->listener || type != tl::platform::kMessageBatteryStatusChanged) return;
-        live->listener->batteryStatusChanged(std::make_shared<EQBatteryProperties>(service));
-      },
+      weak.bind([](TLPowerEventListener& self, const tl::platform::RegistryEntryRef& service,
+                   uint32_t type, intptr_t) {
+        if (type != tl::platform::kMessageBatteryStatusChanged) return;
+        self.batteryStatusChanged(std::make_shared<EQBatteryProperties>(service));
+      }),
       &battery);
-  if (result != tl::platform::kReturnSuccess) {
-    TLLog("Error calling DVServiceAddInterestNotification (0x%08x)", static_cast<unsigned>(result));
+  if (!added.ok()) {
+    TLLog("Error calling DVServiceAddInterestNotification (0x%08x)",
+          static_cast<unsigned>(added.code()));
     return nullptr;
   }
-  Lifetime().interests.push_back(std::move(battery));
+  tl::core::KeepForProcess(std::move(battery));
 
-  auto power =
-      platform.systemPower().registerForSystemPower([context](uint32_t type, intptr_t argument) {
-        auto live = context.lock();
-        if (live && live->listener) live->listener->systemPowerCallback(type, argument);
-      });
+  // The result is not checked: without a connection, sleep messages are simply not acknowledged.
+  auto power = platform.systemPower().registerForSystemPower(
+      weak.bind([](TLPowerEventListener& self, uint32_t type, intptr_t argument) {
+        self.systemPowerCallback(type, argument);
+      }));
   listener->_rootDomainConnect = power.rootDomainConnect;
   listener->pmNotifier = std::move(power.notifier);
   listener->systemPowerPortRef = std::move(power.port);
   if (listener->systemPowerPortRef) listener->systemPowerPortRef->setDispatchQueue(queue);
 
-  listener->backlightService = registry.matchServiceByProperties(
-      {{tl::platform::kPropertyMatchKey, Dictionary{{"backlight-control", true}}}});
-  result = registry.addInterestNotification(
+  listener->backlightService = tl::platform::MatchBacklight(registry);
+  added = registry.addInterestNotification(
       *listener->ioNotifyPort, listener->backlightService, tl::platform::kGeneralInterest,
-      [context](const tl::platform::RegistryEntryRef& service, uint32_t type, intptr_t) {
-        auto live = context.lock();
-        if (!live || !live->listener || type != tl::platform::kMessageServicePropertyChange) return;
-        live->listener->backlightChanged(service);
-      },
+      weak.bind([](TLPowerEventListener& self, const tl::platform::RegistryEntryRef& service,
+                   uint32_t type, intptr_t) {
+        if (type != tl::platform::kMessageServicePropertyChange) return;
+        self.backlightChanged(service);
+      }),
       &listener->notificationRef);
-  if (result != tl::platform::kReturnSuccess) {
+  if (!added.ok()) {
     TLLog("Error calling DVServiceAddInterestNotification for backlight service (0x%08x)",
-          static_cast<unsigned>(result));
+          static_cast<unsigned>(added.code()));
     return nullptr;
   }
 
-  TLPowerEventListener* self = listener.get();
-  listener->_loggingQueue->async([context] {
-    auto live = context.lock();
-    if (live && live->listener) live->listener->initialBrightnessRead();
-  });
-  listener->setupBatterySaverModeForNotification(kBatterySaverMode);
-  self->logSupStats();
+  listener->_loggingQueue->async(
+      weak.bind([](TLPowerEventListener& self) { self.initialBrightnessRead(); }));
+  listener->setupBatterySaverModeForNotification(tl::platform::kBatterySaverModeNotification);
+  listener->logSupStats();
 
   // The daily reports run on the host's queue, where construction happened; they are never
   // invalidated.
   auto& dispatch = platform.dispatch();
-  Lifetime().timers.push_back(dispatch.scheduleRepeatingTimer(queue, kDay, kDailyLeeway, [context] {
-    auto live = context.lock();
-    if (live && live->listener) live->listener->logSupStats();
-  }));
-  Lifetime().timers.push_back(dispatch.scheduleRepeatingTimer(queue, kDay, kDailyLeeway, [context] {
-    auto live = context.lock();
-    if (live && live->listener) live->listener->logBrightnessBuckets();
-  }));
+  tl::core::KeepForProcess(dispatch.scheduleRepeatingTimer(
+      queue, kDay, kDailyLeeway,
+      weak.bind([](TLPowerEventListener& self) { self.logSupStats(); })));
+  tl::core::KeepForProcess(dispatch.scheduleRepeatingTimer(
+      queue, kDay, kDailyLeeway,
+      weak.bind([](TLPowerEventListener& self) { self.logBrightnessBuckets(); })));
   return listener;
 }
 
 void TLPowerEventListener::setupBatterySaverModeForNotification(const std::string& name) {
   auto& platform = tl::platform::Current();
-  ProcessLifetime& lifetime = Lifetime();
-  std::call_once(lifetime.lpmQueueOnce, [&] {
-    lifetime.lpmQueue =
+  tl::power::PowerState& state = tl::power::Power();
+  std::call_once(state.lpmQueueOnce, [&] {
+    state.lpmQueue =
         platform.dispatch().createSerialQueue("", tl::platform::QualityOfService::kDefault);
   });
-  _LPMNotificationQueue = lifetime.lpmQueue.get();
-  std::weak_ptr<Context> context = context_;
-  int32_t token = 0;  // not kept: the registration is never cancelled
-  // No state is read now: the first notification comes with the first change.
-  platform.namedNotifications().registerDispatch(
-      name, &token, *_LPMNotificationQueue, [context, name](int32_t fired) {
-        uint64_t state = 0;
-        if (tl::platform::Current().namedNotifications().getState(fired, &state) !=
-            tl::platform::kNotifyStatusOk) {
-          return;
-        }
-        auto live = context.lock();
-        if (!live || !live->listener) return;
-        live->listener->LPMStatusChanged(
-            {{"mode", name}, {"value", static_cast<unsigned long long>(state)}});
-      });
+  _LPMNotificationQueue = state.lpmQueue.get();
+  // The registration is kept for the process, and its token is not: it is never cancelled. No
+  // state is read now: the first notification comes with the first change.
+  std::unique_ptr<tl::platform::NotifyRegistration> registration;
+  platform.namedNotifications()
+      .registerDispatch(
+          name, *_LPMNotificationQueue,
+          weak_.bind([name](TLPowerEventListener& self, int32_t fired) {
+            uint64_t state = 0;
+            if (!tl::platform::Current().namedNotifications().getState(fired, &state).ok()) {
+              return;
+            }
+            self.LPMStatusChanged(
+                {{"mode", name}, {"value", static_cast<unsigned long long>(state)}});
+          }),
+          &registration)
+      .IgnoreError();
+  tl::core::KeepForProcess(std::move(registration));
 }
 
 TLPowerEventListener::~TLPowerEventListener() {
-  context_->listener = nullptr;
+  weak_.invalidate();
   auto& platform = tl::platform::Current();
   ioNotifyPort.reset();
   notificationRef.reset();
   batteryEntry.reset();
-  if (pmNotifier) platform.systemPower().deregisterForSystemPower(*pmNotifier);
+  pmNotifier.reset();
   systemPowerPortRef.reset();
-  if (_rootDomainConnect) platform.systemPower().closeConnection(_rootDomainConnect);
+  if (_rootDomainConnect) platform.systemPower().closeConnection(_rootDomainConnect).IgnoreError();
   _rootDomainConnect = 0;
   backlightService.reset();
   prev_ifmsupp_pstats.clear();
@@ -181,9 +153,8 @@ void TLPowerEventListener::initialBrightnessRead() {
   maxBright = -1;
   minBright = -1;
   if (!backlightService) return;
-  auto parameters =
-      tl::platform::Current().registry().property(*backlightService, kDisplayParameters);
-  const Dictionary* brightness = Brightness(parameters);
+  auto brightness =
+      tl::platform::ReadBrightness(tl::platform::Current().registry(), *backlightService);
   if (!brightness) return;
   // Each is stored as soon as it is found; the first missing one ends the read.
   const Value* min = Find(*brightness, "min");
@@ -200,16 +171,16 @@ void TLPowerEventListener::initialBrightnessRead() {
 void TLPowerEventListener::backlightChanged(const tl::platform::RegistryEntryRef& service) {
   _loggingQueue->async([this, service] {
     // An unreadable backlight reads as off.
-    auto parameters = tl::platform::Current().registry().property(*service, kDisplayParameters);
-    const Dictionary* brightness = Brightness(parameters);
+    auto brightness = tl::platform::ReadBrightness(tl::platform::Current().registry(), *service);
     const Value* reading = brightness ? Find(*brightness, "value") : nullptr;
     const int32_t value = reading ? reading->intValue() : 0;
     bucketize(value);
     const int32_t on = value >= 1 ? 1 : 0;
-    if (g_backlightOn != on) {
+    int32_t& backlightOn = tl::power::Power().backlightOn;
+    if (backlightOn != on) {
       tl::platform::Current().notificationCenter().post(
           on ? EQDeviceBacklightOnNotification : EQDeviceBacklightOffNotification, nullptr);
-      g_backlightOn = on;
+      backlightOn = on;
     }
   });
 }
@@ -224,7 +195,7 @@ void TLPowerEventListener::systemPowerCallback(uint32_t messageType, intptr_t ar
                                              ? EQDeviceCanSleepNotification
                                              : EQDeviceWillSleepNotification,
                                          this);
-      platform.systemPower().allowPowerChange(_rootDomainConnect, argument);
+      platform.systemPower().allowPowerChange(_rootDomainConnect, argument).IgnoreError();
       break;
     case tl::platform::kMessageSystemHasPoweredOn:
       systemPoweredOn();
@@ -264,10 +235,11 @@ void TLPowerEventListener::LPMStatusChanged(Dictionary status) {
 }
 
 bool TLPowerEventListener::nonUIBuild() {
-  static const bool answer = [] {
+  tl::power::PowerState& state = tl::power::Power();
+  std::call_once(state.nonUIOnce, [&state] {
     auto release = tl::platform::Current().environment().deviceAnswer("ReleaseType");
-    if (!release) return true;  // unknown counts as a build without a user interface
-    return release->string() && *release->string() == "NonUI";
-  }();
-  return answer;
+    // Unknown counts as a build without a user interface.
+    state.nonUIBuild = !release || (release->string() && *release->string() == "NonUI");
+  });
+  return state.nonUIBuild;
 }

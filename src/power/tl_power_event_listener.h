@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "base/weak_binder.h"
 #include "platform/device_registry.h"
 #include "platform/dispatch.h"
 #include "platform/value.h"
@@ -54,25 +55,22 @@ class TLPowerEventListener {
   TLPowerEventListener();  // through initWithQueue
 
  private:
-  // What registrations that outlive the listener call back into: cleared when it goes.
-  struct Context {
-    TLPowerEventListener* listener;
-  };
-
   void systemPowerCallback(uint32_t messageType, intptr_t argument);
   void backlightChanged(const tl::platform::RegistryEntryRef& service);
   void initialBrightnessRead();
 
-  std::shared_ptr<Context> context_;
   std::unique_ptr<tl::platform::NotificationPort> ioNotifyPort;
-  std::unique_ptr<tl::platform::InterestNotification> notificationRef;
+  std::unique_ptr<tl::platform::Registration> notificationRef;  // the backlight's interest
   tl::platform::RegistryEntryRef batteryEntry;
   uint32_t _rootDomainConnect = 0;
-  std::unique_ptr<tl::platform::PowerNotifier> pmNotifier;
+  std::unique_ptr<tl::platform::Registration> pmNotifier;  // destroying it deregisters
   std::unique_ptr<tl::platform::NotificationPort> systemPowerPortRef;
   double lastLogSupStats = 0;  // declared beside the network statistics; nothing uses it
   tl::platform::RegistryEntryRef backlightService;
   std::map<std::string, std::shared_ptr<std::vector<uint8_t>>> prev_ifmsupp_pstats;
   std::unique_ptr<tl::platform::SerialQueue> _loggingQueue;
   tl::platform::SerialQueue* _LPMNotificationQueue = nullptr;  // process-wide, never released
+  // The registrations kept for the process (the battery's interest, low-power mode, the daily
+  // timers) reach the listener through this, and do nothing once it is gone.
+  tl::WeakBinder<TLPowerEventListener> weak_{*this};
 };

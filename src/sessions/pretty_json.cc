@@ -33,7 +33,8 @@ void AppendPretty(std::string& out, const nlohmann::json& value, int indent) {
     const bool object = value.is_object();
     out += object ? '{' : '[';
     if (value.empty()) {
-      out += "\n\n";
+      out += kEmptyContainerBreak;
+      out += kEmptyContainerBreak;
       AppendIndent(out, indent);
     } else {
       out += '\n';
@@ -44,7 +45,7 @@ void AppendPretty(std::string& out, const nlohmann::json& value, int indent) {
         AppendIndent(out, indent + 2);
         if (object) {
           AppendString(out, it.key());
-          out += " : ";
+          out += kMemberSeparator;
         }
         AppendPretty(out, *it, indent + 2);
       }

@@ -3,8 +3,10 @@
 // diagnostic-log directory; the record files are truncated afterwards.
 #include <cstring>
 
+#include "platform/device_paths.h"
 #include "platform/platform.h"
 #include "sessions/pretty_json.h"
+#include "sessions/session_log_layout.h"
 #include "sessions/tl_application_state_change_event_listener.h"
 #include "sessions/tl_date_formatter.h"
 #include "sessions/tl_session_persistence_manager.h"
@@ -13,8 +15,6 @@ using nlohmann::json;
 
 namespace {
 
-constexpr char kLogDirectory[] = "/var/mobile/Library/Logs/Faultkeeper/";
-constexpr char kSessionsData[] = "\"sessions_data\" : [";  // 19 bytes
 constexpr char kTimestampFormat[] = "yyyy-MM-dd'T'HH':'mm':'ssZZ";
 constexpr char kFileNameFormat[] = "yyyy-MM-dd-HHmmss";
 constexpr size_t kWriteChunk = 64 * 1024;
@@ -27,7 +27,7 @@ class ChunkedWriter {
     buffer_.reserve(kWriteChunk);
   }
   void append(std::string_view bytes) {
-    if (error_) return;
+    if (!status_.ok()) return;
     // The buffer never grows past one chunk; a piece larger than that goes out as it is.
     if (buffer_.size() + bytes.size() > kWriteChunk) flush();
     if (bytes.size() >= kWriteChunk) {
@@ -36,10 +36,10 @@ class ChunkedWriter {
       buffer_.append(bytes);
     }
   }
-  // The first error of any write, after writing what is left.
-  tl::platform::FileResult finish() {
+  // The first failure of any write, after writing what is left.
+  tl::Status finish() {
     flush();
-    return error_;
+    return status_;
   }
 
  private:
@@ -48,13 +48,13 @@ class ChunkedWriter {
     buffer_.clear();
   }
   void write(std::string_view bytes) {
-    if (!error_ && !bytes.empty()) {
-      error_ = handle_.write({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+    if (status_.ok() && !bytes.empty()) {
+      status_ = handle_.write({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
     }
   }
   tl::platform::WriteHandle& handle_;
   std::string buffer_;
-  tl::platform::FileResult error_;
+  tl::Status status_;
 };
 
 bool Skipped(const TLBundleSession& session, bool filter) {
@@ -131,10 +131,9 @@ void TLApplicationStateChangeEventListener::writeSessionData(
 
   std::string staging;
   std::unique_ptr<tl::platform::WriteHandle> handle;
-  if (auto directory = files.temporaryDirectory()) {
-    staging = *directory + "session.XXXX";
-    int fd = files.makeUniqueFile(staging);
-    if (fd >= 0) handle = files.adoptDescriptor(fd);
+  if (files.temporaryDirectory(&staging).ok()) {
+    staging += "session.XXXX";
+    if (!files.createUniqueFile(staging, &handle).ok()) handle.reset();
   }
   if (!handle) {
     // Nothing is truncated: the records stay for the next attempt.
@@ -142,23 +141,18 @@ void TLApplicationStateChangeEventListener::writeSessionData(
     return;
   }
 
+  const tl::sessions::SessionLogLayout layout(
+      {{"bug_type", "179"}, {"os_version", _OSVersion.empty() ? "<unknown>" : _OSVersion}},
+      {{"log_version", 2},
+       {"log_timestamp", formatter.stringFromDate(writtenAt)},
+       {"region_format", RegionFormat()},
+       {"language", Language()},
+       {"os_version", _OSVersion},
+       {"machine_config", _Model},
+       {"sessions_data", json::array()},
+       {"scheduled", !fromRecords}});
   ChunkedWriter out(*handle);
-  json first = {{"bug_type", "179"}, {"os_version", _OSVersion.empty() ? "<unknown>" : _OSVersion}};
-  out.append(first.dump(-1, ' ', false, json::error_handler_t::replace));
-  out.append("\n");
-
-  json header = {{"log_version", 2},
-                 {"log_timestamp", formatter.stringFromDate(writtenAt)},
-                 {"region_format", RegionFormat()},
-                 {"language", Language()},
-                 {"os_version", _OSVersion},
-                 {"machine_config", _Model},
-                 {"sessions_data", json::array()},
-                 {"scheduled", !fromRecords}};
-  std::string pretty;
-  tl::sessions::AppendPretty(pretty, header);
-  const size_t splice = pretty.find(kSessionsData);
-  out.append(std::string_view(pretty).substr(0, splice + 20));
+  out.append(layout.head());
 
   // Written sessions give up their events; they are given back if the log cannot be finished.
   std::vector<std::pair<SessionRef, std::vector<TLSessionEvent>>> taken;
@@ -171,20 +165,18 @@ void TLApplicationStateChangeEventListener::writeSessionData(
       taken.emplace_back(session, std::vector<TLSessionEvent>());
       json info = session->getInfoWithFormatter(formatter, &taken.back().second);
       object.clear();
-      if (!firstObject) object += ",\n";
+      if (!firstObject) object += tl::sessions::SessionLogLayout::separator();
       firstObject = false;
       tl::sessions::AppendPretty(object, info);
       out.append(object);
     }
   }
-  out.append("\n");
-  out.append(std::string_view(pretty).substr(splice + 21));
-  out.append("\n");
-  auto writeError = out.finish();
+  out.append(layout.tail());
+  const tl::Status written = out.finish();
   handle.reset();
-  if (writeError) {
-    TLLog("Unable to write tmp session log: %s", writeError->description.c_str());
-    files.remove(staging);
+  if (!written.ok()) {
+    TLLog("Unable to write tmp session log: %s", written.message().c_str());
+    files.remove(staging).IgnoreError();  // an unfinished log is of no use to anyone
     for (auto& [session, events] : taken) {
       events.insert(events.end(), session->events.begin(), session->events.end());
       session->events = std::move(events);
@@ -192,16 +184,16 @@ void TLApplicationStateChangeEventListener::writeSessionData(
     return;
   }
 
-  if (auto error = files.setPermissions(staging, 0644)) {
+  if (tl::Status changed = files.setPermissions(staging, 0644); !changed.ok()) {
     TLLog("Couldn't change the permissions of tempSession log at %s. Error: %s", staging.c_str(),
-          error->description.c_str());
+          changed.message().c_str());
   }
   formatter.setDateFormat(kFileNameFormat);
-  const std::string final = std::string(kLogDirectory) + "log-sessions-" +
+  const std::string final = std::string(tl::platform::kDiagnosticLogDirectory) + "log-sessions-" +
                             formatter.stringFromDate(writtenAt) + ".session";
-  if (auto error = files.move(staging, final)) {
+  if (tl::Status moved = files.move(staging, final); !moved.ok()) {
     TLLog("Couldn't move tempSession from %s to %s. Error: %s", staging.c_str(), final.c_str(),
-          error->description.c_str());
+          moved.message().c_str());
   } else {
     TLLog("Session log: %d bundles written to %s", static_cast<int>(count), final.c_str());
   }

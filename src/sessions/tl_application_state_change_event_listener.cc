@@ -5,8 +5,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/core_state.h"
 #include "core/tallyline_module.h"
 #include "platform/platform.h"
+#include "sessions/session_records.h"
+#include "sessions/sessions_state.h"
 #include "sessions/tl_bundle_extension.h"
 #include "sessions/tl_session_persistence_manager.h"
 
@@ -15,10 +18,6 @@ namespace {
 using tl::platform::Dictionary;
 using tl::platform::ProxyRef;
 using tl::platform::Value;
-
-// Every named-notification registration of the listener writes its token here, each one over
-// the last; none is ever cancelled, so no token is needed again.
-int32_t g_notifyToken = 0;
 
 constexpr char kWebApplication[] = "com.veltro.webapp";
 constexpr char kScheduleActivity[] = "com.veltro.session.schedule";
@@ -90,23 +89,19 @@ TLApplicationStateChangeEventListener::TLApplicationStateChangeEventListener() {
 
   _appStateMonitor = platform.applications().createStateMonitor();
   _appStateMonitor->setHandler([this](const Dictionary& info) { applicationStateChanged(info); });
-  platform.applications().addWorkspaceObserver(*this);
+  workspaceObservation_ = platform.applications().addWorkspaceObserver(*this);
 
-  auto& notifications = platform.namedNotifications();
-  notifications.registerDispatch("com.veltro.tallyd.tldaily.logging", &g_notifyToken,
-                                 *_session_queue, [this](int32_t) {
-                                   TLLog("gathering app info for tldaily");
-                                   gatherActivatedInfo();
-                                 });
-  notifications.registerDispatch("com.veltro.session.dump", &g_notifyToken, *_session_queue,
-                                 [this](int32_t) { dumpSessionData(); });
+  registerForNotification("com.veltro.tallyd.tldaily.logging", [this] {
+    TLLog("gathering app info for tldaily");
+    gatherActivatedInfo();
+  });
+  registerForNotification("com.veltro.session.dump", [this] { dumpSessionData(); });
   if (multiUser) return;
 
-  notifications.registerDispatch("com.veltro.session.write", &g_notifyToken, *_session_queue,
-                                 [this](int32_t) {
-                                   TLLog("writing session log");
-                                   writeSessionLog();
-                                 });
+  registerForNotification("com.veltro.session.write", [this] {
+    TLLog("writing session log");
+    writeSessionLog();
+  });
   int64_t hours = kDefaultScheduleHours;
   if (auto tasking = platform.environment().taskingValue("SessionScheduleModuloHours")) {
     hours = tasking->longLongValue();
@@ -117,16 +112,15 @@ TLApplicationStateChangeEventListener::TLApplicationStateChangeEventListener() {
   criteria.gracePeriodSeconds = 4 * 3600;
   criteria.requiresScreenSleep = true;
   criteria.repeating = true;
-  platform.activities().registerActivity(kScheduleActivity, criteria,
-                                         [this](tl::platform::ActivityState state) {
-                                           // Only a run does something; completion is neither
-                                           // reported nor deferred.
-                                           if (state != tl::platform::ActivityState::kRun) return;
-                                           _session_queue->async([this] {
-                                             TLLog("scheduled session log");
-                                             writeSessionLog();
-                                           });
-                                         });
+  tl::core::KeepForProcess(platform.activities().registerActivity(
+      kScheduleActivity, criteria, [this](tl::platform::ActivityState state) {
+        // Only a run does something; completion is neither reported nor deferred.
+        if (state != tl::platform::ActivityState::kRun) return;
+        _session_queue->async([this] {
+          TLLog("scheduled session log");
+          writeSessionLog();
+        });
+      }));
   mem_alerts = platform.dispatch().createMemoryPressureSource(tl::platform::kMemoryPressureWarning,
                                                               *_session_queue);
   if (mem_alerts) {
@@ -141,11 +135,27 @@ TLApplicationStateChangeEventListener::TLApplicationStateChangeEventListener() {
 TLApplicationStateChangeEventListener::~TLApplicationStateChangeEventListener() {
   _appStateMonitor->setHandler(nullptr);
   _appStateMonitor.reset();
-  tl::platform::Current().applications().removeWorkspaceObserver(*this);
+  workspaceObservation_.reset();
   _activeBundles.clear();
   _versedBundles.clear();
   _session_queue.reset();
   mem_alerts.reset();
+}
+
+void TLApplicationStateChangeEventListener::registerForNotification(const char* name,
+                                                                    std::function<void()> handler) {
+  // Every registration writes its token into the one shared variable, each over the last; none
+  // is ever cancelled, so no token is needed again.
+  std::unique_ptr<tl::platform::NotifyRegistration> registration;
+  tl::platform::Current()
+      .namedNotifications()
+      .registerDispatch(
+          name, *_session_queue, [handler = std::move(handler)](int32_t) { handler(); },
+          &registration)
+      .IgnoreError();
+  if (!registration) return;
+  tl::sessions::Sessions().notifyToken = registration->token();
+  tl::core::KeepForProcess(std::move(registration));
 }
 
 void TLApplicationStateChangeEventListener::dumpSessionData() const {
@@ -308,7 +318,8 @@ void TLApplicationStateChangeEventListener::applicationsDidInstall(
                (p.isPurchasedReDownload ? kTLEventRedownload : 0);
       },
       [](const tl::platform::RSApplicationProxy& p, uint32_t event) {
-        TLLog("Session: DidInstall       type %d %s %s %s", static_cast<int>(event & 0xFF),
+        TLLog("Session: DidInstall       type %d %s %s %s",
+              static_cast<int>(event & kTLEventInstallTypeMask),
               event & kTLEventUpdate ? "UP" : "  ", event & kTLEventRedownload ? "RD" : "  ",
               p.bundleIdentifier.c_str());
       });
@@ -333,7 +344,8 @@ void TLApplicationStateChangeEventListener::applicationInstallsDidStart(
                (p.isPurchasedReDownload ? kTLEventRedownload : 0);
       },
       [](const tl::platform::RSApplicationProxy& p, uint32_t event) {
-        TLLog("Session: InstallsDidStart type %d %s    %s", static_cast<int>(event & 0xFF),
+        TLLog("Session: InstallsDidStart type %d %s    %s",
+              static_cast<int>(event & kTLEventInstallTypeMask),
               event & kTLEventUpdate ? "UP" : "  ", p.bundleIdentifier.c_str());
       });
 }
@@ -357,21 +369,18 @@ void TLApplicationStateChangeEventListener::applicationInstallsDidCancel(
 }
 
 void TLApplicationStateChangeEventListener::writePreviousSessionLog() {
+  using tl::sessions::RecordText;
   std::map<uint32_t, SessionRef> sessions;
-  auto withoutLineFeed = [](std::string_view line) {
-    if (!line.empty() && line.back() == '\n') line.remove_suffix(1);
-    return std::string(line);
-  };
   TLSessionPersistenceManager::readBundleEntriesUsingBlock([&](std::string_view line, bool* stop) {
-    auto record = nlohmann::json::parse(line, nullptr, /*allow_exceptions=*/false);
+    auto record = tl::sessions::ParseBundleRecord(line);
     if (record.is_discarded()) {
-      TLLog("Unable to serialize %s", withoutLineFeed(line).c_str());
+      TLLog("Unable to serialize %s", std::string(RecordText(line)).c_str());
       *stop = true;
       return;
     }
     auto session = TLBundleSession::initWithRecordArray(record);
     if (!session) {
-      TLLog("Unable to create bundle from %s", withoutLineFeed(line).c_str());
+      TLLog("Unable to create bundle from %s", std::string(RecordText(line)).c_str());
       *stop = true;
       return;
     }
@@ -379,19 +388,18 @@ void TLApplicationStateChangeEventListener::writePreviousSessionLog() {
     sessions[session->key()] = std::move(session);
   });
   TLSessionPersistenceManager::readEventEntriesUsingBlock([&](std::string_view line, bool* stop) {
-    const std::string text = withoutLineFeed(line);
-    unsigned key, state, duration, endtime;
-    if (std::sscanf(text.c_str(), "%u %u %u %u", &key, &state, &duration, &endtime) != 4) {
-      TLLog("Unable to serialize %s", text.c_str());
+    auto record = tl::sessions::ParseEventRecord(line);
+    if (!record) {
+      TLLog("Unable to serialize %s", std::string(RecordText(line)).c_str());
       *stop = true;
       return;
     }
-    auto session = sessions.find(key);
+    auto session = sessions.find(record->key);
     if (session == sessions.end()) {
-      TLLog("Couldn't find bundle corresponding to key %u", key);
+      TLLog("Couldn't find bundle corresponding to key %u", record->key);
       return;
     }
-    session->second->appendEvent(TLSessionEvent(state, duration, endtime));
+    session->second->appendEvent(TLSessionEvent(record->state, record->duration, record->endtime));
   });
   TLLog("writing previous session log");
   SessionList list;

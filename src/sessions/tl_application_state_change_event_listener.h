@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -15,16 +16,6 @@
 #include "sessions/tl_bundle_session.h"
 
 class TLDateFormatter;
-
-// Install event codes: the kind in bits 16-19, flags, and the platform's install type in 0-7.
-inline constexpr uint32_t kTLEventClassMask = 0xF0000;
-inline constexpr uint32_t kTLEventInstalled = 0x10000;
-inline constexpr uint32_t kTLEventUninstalled = 0x20000;
-inline constexpr uint32_t kTLEventInstallStarted = 0x30000;
-inline constexpr uint32_t kTLEventInstallFailed = 0x40000;
-inline constexpr uint32_t kTLEventInstallCancelled = 0x50000;
-inline constexpr uint32_t kTLEventUpdate = 0x8000;
-inline constexpr uint32_t kTLEventRedownload = 0x4000;
 
 // Session maps and sessions are touched only on the listener's own serial queue; platform
 // callbacks hand their work to it.
@@ -75,6 +66,8 @@ class TLApplicationStateChangeEventListener : public tl::platform::WorkspaceObse
   template <class Code, class DebugLine>
   void addProxies(const std::vector<tl::platform::ProxyRef>& proxies, Code code,
                   DebugLine debugLine);
+  // Registers handler for a named notification on the session queue, for the life of the process.
+  void registerForNotification(const char* name, std::function<void()> handler);
   // Logs both maps with their sessions.
   void dumpSessionData() const;
   void writeSessionData(const std::vector<SessionList>& bundles, bool fromRecords, bool filter,
@@ -89,4 +82,5 @@ class TLApplicationStateChangeEventListener : public tl::platform::WorkspaceObse
   std::unique_ptr<tl::platform::MemoryPressureSource> mem_alerts;
   std::unique_ptr<tl::platform::WispConnection> _connection;  // declared; the report opens its own
   std::unique_ptr<tl::platform::ApplicationStateMonitor> _appStateMonitor;
+  std::unique_ptr<tl::platform::Registration> workspaceObservation_;  // removed in dealloc
 };

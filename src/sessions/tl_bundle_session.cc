@@ -1,19 +1,17 @@
 // TLBundleSession: initialisers, the run-state machine, refreshing and descriptions.
 #include "sessions/tl_bundle_session.h"
 
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 
-#include "core/no_destructor.h"
 #include "platform/platform.h"
+#include "sessions/session_records.h"
+#include "sessions/sessions_state.h"
 #include "sessions/tl_bundle_extension.h"
 #include "sessions/tl_session_persistence_manager.h"
 
 namespace {
-
-bool g_debugLogging = false;
 
 constexpr char kLaunchCount[] = "appLaunchCount.";
 constexpr char kActivationCount[] = "appActivationCount.";
@@ -26,16 +24,21 @@ const char* NameOrNull(const TLBundleSession::NameTable& table, uint32_t code) {
   return it == table.end() ? "(null)" : it->second.c_str();
 }
 
-// A bundle's key: prefix followed by the bundle identifier, built in a buffer that keeps its
-// capacity, because keys are made at every run-state change. One buffer serves the process:
-// sessions are only ever touched on the serial session queue. (Not thread_local: the module is
-// loaded with dlopen, where thread-local storage is dynamic and costs a lookup per use.)
-const std::string& BundleKey(const char* prefix, const std::optional<std::string>& bundle) {
-  static tl::NoDestructor<std::string> buffer;
-  std::string& key = *buffer;
-  key.assign(prefix);
-  key.append(TextOrNull(bundle));
-  return key;
+// Adds value to the bundle's key under prefix. Keys are made at every run-state change, so the
+// key is built on the stack when it fits, without a heap allocation.
+void AddToBundleKey(std::string_view prefix, const std::optional<std::string>& bundle,
+                    int64_t value) {
+  const std::string_view name = TextOrNull(bundle);
+  char buffer[192];
+  if (prefix.size() + name.size() <= sizeof buffer) {
+    prefix.copy(buffer, prefix.size());
+    name.copy(buffer + prefix.size(), name.size());
+    TLClientAddValueForScalarKey(std::string_view(buffer, prefix.size() + name.size()), value);
+    return;
+  }
+  std::string key(prefix);
+  key += name;
+  TLClientAddValueForScalarKey(key, value);
 }
 
 // Seconds rounded to the nearest integer, ties to even, as a signed 32-bit number. Values
@@ -75,7 +78,7 @@ const TLBundleSession::NameTable& TLBundleSession::archNames() {
   return names;
 }
 
-void TLBundleSession::setDebug(bool debug) { g_debugLogging = debug; }
+void TLBundleSession::setDebug(bool debug) { tl::sessions::Sessions().debugLogging = debug; }
 
 std::shared_ptr<TLBundleSession> TLBundleSession::initBundle(const std::string& bundle,
                                                              bool isExtension) {
@@ -183,28 +186,28 @@ void TLBundleSession::updateState(uint32_t state, double at, int32_t fromPid) {
   if (fromPid != 0 && old == kTLAppStateTerminated) learnExecutable(fromPid);
   // A repeated report of the same state only restarts the interval.
   if (state != old) {
-    if (g_debugLogging) {
+    if (tl::sessions::Sessions().debugLogging) {
       TLLog("AppStateChange: %s (%d) %s => %s", TextOrNull(_bundleID), fromPid,
             NameOrNull(appStateNames(), old), NameOrNull(appStateNames(), state));
     }
     if (state == kTLAppStateBackgroundRunning && old == kTLAppStateTerminated) {
-      TLClientAddValueForScalarKey(BundleKey(kBackgroundLaunchCount, _bundleID), 1);
+      AddToBundleKey(kBackgroundLaunchCount, _bundleID, 1);
     }
     if (state == kTLAppStateForegroundRunning) {
       if (old == kTLAppStateTerminated) {
-        TLClientAddValueForScalarKey(BundleKey(kLaunchCount, _bundleID), 1);
+        AddToBundleKey(kLaunchCount, _bundleID, 1);
       }
-      TLClientAddValueForScalarKey(BundleKey(kActivationCount, _bundleID), 1);
+      AddToBundleKey(kActivationCount, _bundleID, 1);
     }
     const int32_t elapsed = RoundedSeconds(at - appstate.since);
     // The daemon receives the 32-bit duration zero-extended.
     const int64_t reported = static_cast<uint32_t>(elapsed);
     if (old == kTLAppStateForegroundRunning) {
-      TLClientAddValueForScalarKey(BundleKey(kActiveTime, _bundleID), reported);
+      AddToBundleKey(kActiveTime, _bundleID, reported);
       const auto now = static_cast<uint32_t>(tl::platform::Current().clock().now());
       addEvent(old, static_cast<uint32_t>(elapsed), now);
     } else if (elapsed != 0 && old == kTLAppStateBackgroundRunning) {
-      TLClientAddValueForScalarKey(BundleKey(kBackgroundActiveTime, _bundleID), reported);
+      AddToBundleKey(kBackgroundActiveTime, _bundleID, reported);
     }
   }
   appstate.state = state;
@@ -226,18 +229,10 @@ void TLBundleSession::addEvent(uint32_t state, uint32_t duration, uint32_t at) {
   // Only third-party applications keep events; everything else is counted by its keys alone.
   if (!_is3rdParty || is_extension) return;
   events.emplace_back(state, duration, at);
-  // "%u %u %u %u\n" of key, state, duration and end time; formatted by hand because this runs at
-  // every foreground exit and printf's machinery is most of its cost.
-  char record[4 * 11];
-  char* end = record;
-  for (uint32_t field : {key_, state, duration, at}) {
-    end = std::to_chars(end, record + sizeof record, field).ptr;
-    *end++ = ' ';
-  }
-  end[-1] = '\n';
-  TLSessionPersistenceManager::saveEventRecord(
-      {reinterpret_cast<const uint8_t*>(record), static_cast<size_t>(end - record)});
-  if (g_debugLogging) {
+  char record[tl::sessions::kMaxEventRecordLine];
+  const size_t length = tl::sessions::FormatEventRecord({key_, state, duration, at}, record);
+  TLSessionPersistenceManager::saveEventRecord({reinterpret_cast<const uint8_t*>(record), length});
+  if (tl::sessions::Sessions().debugLogging) {
     TLLog("Session: state 0x%05X duration %3d    %s (events %d)", state, static_cast<int>(duration),
           TextOrNull(_bundleID), static_cast<int>(events.size()));
   }

@@ -2,7 +2,6 @@
 #include <cstdio>
 
 #include "platform/platform.h"
-#include "sessions/tl_application_state_change_event_listener.h"
 #include "sessions/tl_bundle_session.h"
 #include "sessions/tl_date_formatter.h"
 
@@ -36,7 +35,8 @@ std::optional<json> EventObject(const TLSessionEvent& event, const TLDateFormatt
     case 0x3:
       object["type"] =
           (code & kTLEventClassMask) == kTLEventInstalled ? "app_install" : "app_start_install";
-      object["install_type"] = NameOf(TLBundleSession::installTypeNames(), code & 0xFF);
+      object["install_type"] =
+          NameOf(TLBundleSession::installTypeNames(), code & kTLEventInstallTypeMask);
       object["is_update"] = (code & kTLEventUpdate) != 0;
       object["is_redownload"] = (code & kTLEventRedownload) != 0;
       break;

@@ -1,25 +1,21 @@
 // TLSessionPersistenceManager: appending, reading and truncating the record files.
 #include "sessions/tl_session_persistence_manager.h"
 
-#include <map>
-#include <memory>
 #include <vector>
 
-#include "core/no_destructor.h"
+#include "platform/device_paths.h"
 #include "platform/platform.h"
+#include "sessions/session_records.h"
+#include "sessions/sessions_state.h"
+
+using tl::sessions::Sessions;
+
+static_assert(std::string_view(TLSessionPersistenceManager::kEventLogPath)
+                  .starts_with(tl::platform::kRecordDirectory));
+static_assert(std::string_view(TLSessionPersistenceManager::kBundleLogPath)
+                  .starts_with(tl::platform::kRecordDirectory));
 
 namespace {
-
-struct State {
-  // Path -> write handle positioned at the file's end; two files, kept open for the process.
-  std::map<std::string, std::unique_ptr<tl::platform::WriteHandle>, std::less<>> openHandles;
-  uint32_t keyCounter = 0;
-};
-
-State& Class() {
-  static tl::NoDestructor<State> state;
-  return *state;
-}
 
 std::string ParentDirectory(const std::string& path) {
   auto slash = path.rfind('/');
@@ -28,21 +24,22 @@ std::string ParentDirectory(const std::string& path) {
 
 }  // namespace
 
-uint32_t TLSessionPersistenceManager::uniqueKey() { return ++Class().keyCounter; }
+uint32_t TLSessionPersistenceManager::uniqueKey() { return ++Sessions().keyCounter; }
 
 void TLSessionPersistenceManager::truncateEventLogWithBundleLog(bool bundleLog) {
   auto& files = tl::platform::Current().files();
+  auto& state = Sessions();
   // Dropping the handle closes it; the next append opens the new file.
-  Class().openHandles.erase(kEventLogPath);
-  if (auto error = files.remove(kEventLogPath)) {
-    TLLog("Couldn't remove %s. Error: %s", kEventLogPath, error->description.c_str());
+  state.openHandles.erase(kEventLogPath);
+  if (tl::Status removed = files.remove(kEventLogPath); !removed.ok()) {
+    TLLog("Couldn't remove %s. Error: %s", kEventLogPath, removed.message().c_str());
   }
   if (!bundleLog) return;
-  Class().openHandles.erase(kBundleLogPath);
-  if (auto error = files.remove(kBundleLogPath)) {
-    TLLog("Couldn't remove %s. Error %s", kBundleLogPath, error->description.c_str());
+  state.openHandles.erase(kBundleLogPath);
+  if (tl::Status removed = files.remove(kBundleLogPath); !removed.ok()) {
+    TLLog("Couldn't remove %s. Error %s", kBundleLogPath, removed.message().c_str());
   }
-  Class().keyCounter = 0;
+  state.keyCounter = 0;
 }
 
 void TLSessionPersistenceManager::readEventEntriesUsingBlock(const LineBlock& block) {
@@ -55,8 +52,8 @@ void TLSessionPersistenceManager::readBundleEntriesUsingBlock(const LineBlock& b
 
 void TLSessionPersistenceManager::_readFileAtPath(const std::string& path,
                                                   const LineBlock& applyingBlock) {
-  auto reader = tl::platform::Current().files().openForReading(path);
-  if (!reader) return;
+  std::unique_ptr<tl::platform::LineReader> reader;
+  if (!tl::platform::Current().files().openForReading(path, &reader).ok()) return;
   std::string line;  // one buffer for the whole file
   bool stop = false;
   while (!stop && reader->readLine(line)) applyingBlock(line, &stop);
@@ -68,37 +65,36 @@ void TLSessionPersistenceManager::saveEventRecord(std::span<const uint8_t> bytes
 
 void TLSessionPersistenceManager::saveBundleRecord(std::span<const uint8_t> bytes) {
   std::vector<uint8_t> line(bytes.begin(), bytes.end());
-  line.push_back('\n');
+  line.push_back(tl::sessions::kRecordEnd);
   _saveData(line, kBundleLogPath);
 }
 
 void TLSessionPersistenceManager::_saveData(std::span<const uint8_t> bytes,
                                             std::string_view toFileAtLocation) {
-  auto& handles = Class().openHandles;
+  auto& handles = Sessions().openHandles;
   auto it = handles.find(toFileAtLocation);
   if (it == handles.end()) {
     const std::string path(toFileAtLocation);
     auto& files = tl::platform::Current().files();
-    if (!files.stat(path)) {
+    if (!files.stat(path, nullptr).ok()) {
       std::string directory = ParentDirectory(path);
-      if (!files.stat(directory)) {
-        if (files.createDirectory(directory, /*intermediates=*/true, 0755)) {
-          TLLog("Couldn't create directory at %s for %s", directory.c_str(), path.c_str());
-        }
+      if (!files.stat(directory, nullptr).ok() &&
+          !files.createDirectory(directory, /*intermediates=*/true, 0755).ok()) {
+        TLLog("Couldn't create directory at %s for %s", directory.c_str(), path.c_str());
       }
-      if (files.createFile(path, {}, 0644)) {
+      if (!files.createFile(path, {}, 0644).ok()) {
         TLLog("Couldn't create log file at %s", path.c_str());
       }
     }
     // A file that cannot be opened loses this record silently; nothing is cached, so the next
     // append tries again.
-    auto handle = files.openForAppending(path);
-    if (!handle) return;
-    handle->seekToEnd();
+    std::unique_ptr<tl::platform::WriteHandle> handle;
+    if (!files.openForAppending(path, &handle).ok()) return;
+    handle->seekToEnd().IgnoreError();  // not looked at: only the write is guarded
     it = handles.emplace(std::move(path), std::move(handle)).first;
   }
   // Only the write is guarded: a failed one loses this record and keeps the handle.
-  if (auto error = it->second->write(bytes)) {
-    TLLog("Received exception while saving data: %s", error->description.c_str());
+  if (tl::Status written = it->second->write(bytes); !written.ok()) {
+    TLLog("Received exception while saving data: %s", written.message().c_str());
   }
 }

@@ -21,7 +21,7 @@ TEST(SimDevice, RegistryServesBatteryAndBacklightWithTheirMessages) {
   RegistryEntryRef battery = registry.matchServiceByClass("DVPMPowerSource");
   ASSERT_TRUE(battery);
   Dictionary properties;
-  ASSERT_EQ(registry.properties(*battery, &properties), kReturnSuccess);
+  ASSERT_TRUE(registry.properties(*battery, &properties).ok());
   EXPECT_EQ(properties.at("CurrentCapacity"), Value(1500));
   EXPECT_TRUE(properties.at("CurrentCapacity").isInteger());
 
@@ -37,17 +37,18 @@ TEST(SimDevice, RegistryServesBatteryAndBacklightWithTheirMessages) {
   auto port = registry.createNotificationPort();
   port->setDispatchQueue(*queue);
   std::vector<uint32_t> messages;
-  std::unique_ptr<InterestNotification> interest;
-  ASSERT_EQ(registry.addInterestNotification(
-                *port, battery, kGeneralInterest,
-                [&](const RegistryEntryRef& service, uint32_t type, intptr_t) {
-                  EXPECT_EQ(service, battery);
-                  // The merged properties are what the service reads now.
-                  EXPECT_EQ(*device.registry().property(*service, "Voltage"), Value(3700));
-                  messages.push_back(type);
-                },
-                &interest),
-            kReturnSuccess);
+  std::unique_ptr<Registration> interest;
+  ASSERT_TRUE(registry
+                  .addInterestNotification(
+                      *port, battery, kGeneralInterest,
+                      [&](const RegistryEntryRef& service, uint32_t type, intptr_t) {
+                        EXPECT_EQ(service, battery);
+                        // The merged properties are what the service reads now.
+                        EXPECT_EQ(*device.registry().property(*service, "Voltage"), Value(3700));
+                        messages.push_back(type);
+                      },
+                      &interest)
+                  .ok());
   device.mergeBattery({{"Voltage", 3700}});
   device.runUntilIdle();
   EXPECT_THAT(messages, ElementsAre(kMessageBatteryStatusChanged));
@@ -57,8 +58,8 @@ TEST(SimDevice, RegistryServesBatteryAndBacklightWithTheirMessages) {
   device.set({{"battery", nullptr}, {"backlight", nullptr}});
   EXPECT_FALSE(registry.matchServiceByClass("DVPMPowerSource"));
   EXPECT_FALSE(registry.matchServiceByProperties(matching));
-  std::unique_ptr<InterestNotification> none;
-  EXPECT_EQ(registry.addInterestNotification(*port, nullptr, kGeneralInterest, {}, &none),
+  std::unique_ptr<Registration> none;
+  EXPECT_EQ(registry.addInterestNotification(*port, nullptr, kGeneralInterest, {}, &none).code(),
             kReturnBadArgument);
 }
 
@@ -73,9 +74,8 @@ TEST(SimDevice, SystemPowerMessagesAndAcknowledgements) {
   device.simRegistry().systemPowerMessage(kMessageCanSystemSleep, 41);
   device.runUntilIdle();
   EXPECT_THAT(seen, ElementsAre(std::make_pair(kMessageCanSystemSleep, intptr_t{41})));
-  EXPECT_EQ(device.systemPower().allowPowerChange(registration.rootDomainConnect, 41),
-            kReturnSuccess);
-  EXPECT_EQ(device.systemPower().allowPowerChange(registration.rootDomainConnect + 1, 42),
+  EXPECT_TRUE(device.systemPower().allowPowerChange(registration.rootDomainConnect, 41).ok());
+  EXPECT_EQ(device.systemPower().allowPowerChange(registration.rootDomainConnect + 1, 42).code(),
             kReturnBadArgument);
   EXPECT_THAT(device.outputs().powerAcks(), ElementsAre(41));
 }
@@ -107,10 +107,10 @@ TEST(SimDevice, KernelAnswersFromProcessesInterfacesAndWakeReason) {
   name[3] = 102;
   EXPECT_EQ(kernel.sysctl(name, nullptr, &size), -1);
 
-  auto interfaces = kernel.interfaceAddresses();
-  ASSERT_TRUE(interfaces);
-  ASSERT_EQ(interfaces->size(), 2u);
-  EXPECT_EQ((*interfaces)[0].flags & kInterfaceFlagLoopback, kInterfaceFlagLoopback);
+  std::vector<InterfaceAddress> interfaces;
+  ASSERT_TRUE(kernel.interfaceAddresses(&interfaces).ok());
+  ASSERT_EQ(interfaces.size(), 2u);
+  EXPECT_EQ(interfaces[0].flags & kInterfaceFlagLoopback, kInterfaceFlagLoopback);
   unsigned en0 = kernel.interfaceIndex("en0");
   EXPECT_EQ(kernel.interfaceIndex("pdp_ip9"), 0u);
   int supplemental[] = {kCtlNet,      kAddressFamilyLink,    kNetLinkGeneric,
@@ -153,14 +153,14 @@ TEST(SimDevice, ApplicationsNotificationsAndIpcFollowTheDeviceData) {
   EXPECT_FALSE(unknown->bundleVersion);
 
   // The battery-saver state starts from the device's lpm and follows posts.
-  int32_t token = 0;
+  std::unique_ptr<NotifyRegistration> check;
   uint64_t state = 0;
-  ASSERT_EQ(device.namedNotifications().registerCheck("com.veltro.system.batterysavermode", &token),
-            kNotifyStatusOk);
-  ASSERT_EQ(device.namedNotifications().getState(token, &state), kNotifyStatusOk);
+  ASSERT_TRUE(
+      device.namedNotifications().registerCheck("com.veltro.system.batterysavermode", &check).ok());
+  ASSERT_TRUE(device.namedNotifications().getState(check->token(), &state).ok());
   EXPECT_EQ(state, 1u);
   device.postNamedNotification("com.veltro.system.batterysavermode", 0);
-  device.namedNotifications().getState(token, &state);
+  ASSERT_TRUE(device.namedNotifications().getState(check->token(), &state).ok());
   EXPECT_EQ(state, 0u);
   EXPECT_EQ(device.data().field("lpm"), 0);
 
@@ -193,8 +193,8 @@ TEST(SimDevice, StateCarriesOverARestartButRegistrationsDoNot) {
     device.advanceBy(90.5);
     device.set({{"thermal_level", 3}});
     device.postNamedNotification("com.example.state", 9);
-    int32_t token;
-    device.namedNotifications().registerCheck("com.example.state", &token);
+    std::unique_ptr<NotifyRegistration> check;
+    ASSERT_TRUE(device.namedNotifications().registerCheck("com.example.state", &check).ok());
     saved = device.saveState();
     // Keep the sandbox for the restored device.
     std::filesystem::copy(sandbox, sandbox + "-kept", std::filesystem::copy_options::recursive);
@@ -205,7 +205,7 @@ TEST(SimDevice, StateCarriesOverARestartButRegistrationsDoNot) {
   EXPECT_EQ(restored->namedNotifications().thermalLevel(), 3);
   EXPECT_EQ(restored->notifications().state("com.example.state"), 9u);
   EXPECT_EQ(restored->notifications().activeRegistrations("com.example.state"), 0u);
-  EXPECT_TRUE(restored->files().stat("/var/mobile/kept.txt"));
+  EXPECT_TRUE(restored->files().stat("/var/mobile/kept.txt", nullptr).ok());
   std::filesystem::remove_all(sandbox + "-kept");
 }
 

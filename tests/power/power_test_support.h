@@ -16,16 +16,17 @@ class PowerTest {
   explicit PowerTest(const sim::Json& device = sim::Json::object()) : device_(device) {
     hostQueue_ =
         device_->dispatch().createSerialQueue("host", platform::QualityOfService::kDefault);
-    device_->notificationCenter().addObserver(this, "", [this](const platform::Notification& n) {
-      posted.push_back(n);
-      ackCountAtPost.push_back(device_->outputs().powerAcks().size());
-    });
+    observer_ =
+        device_->notificationCenter().addObserver("", [this](const platform::Notification& n) {
+          posted.push_back(n);
+          ackCountAtPost.push_back(device_->outputs().powerAcks().size());
+        });
     listener_ = TLPowerEventListener::initWithQueue(*hostQueue_);
     device_->runUntilIdle();
   }
   ~PowerTest() {
     listener_.reset();
-    device_->notificationCenter().removeObserver(this);
+    observer_.reset();
   }
 
   sim::SimDevice& device() { return *device_; }
@@ -45,6 +46,7 @@ class PowerTest {
   CurrentDevice device_;
   std::unique_ptr<platform::SerialQueue> hostQueue_;
   std::unique_ptr<TLPowerEventListener> listener_;
+  std::unique_ptr<platform::Registration> observer_;
 };
 
 }  // namespace tl::testing

@@ -25,9 +25,9 @@ TEST(PersistenceManager, FirstAppendCreatesTheDirectoryAndFileWithTheirModes) {
   PM::saveEventRecord(Bytes("1 8 5 100\n"));
   PM::saveBundleRecord(Bytes("[\"a\"]"));
   PM::saveEventRecord(Bytes("1 8 6 200\n"));
-  EXPECT_EQ(device->files().stat(kDirectory)->mode, 0755u);
-  EXPECT_EQ(device->files().stat(PM::kEventLogPath)->mode, 0644u);
-  EXPECT_EQ(device->files().stat(PM::kBundleLogPath)->mode, 0644u);
+  EXPECT_EQ(Mode(device->files(), kDirectory), 0755);
+  EXPECT_EQ(Mode(device->files(), PM::kEventLogPath), 0644);
+  EXPECT_EQ(Mode(device->files(), PM::kBundleLogPath), 0644);
   EXPECT_EQ(EventFile(*device), "1 8 5 100\n1 8 6 200\n");
   EXPECT_EQ(BundleFile(*device), "[\"a\"]\n");
   EXPECT_THAT(LogTexts(*device), IsEmpty());

@@ -118,11 +118,9 @@ TEST(SessionLog, BytesOfASmallPeriod) {
   t.post("com.veltro.session.write");
 
   EXPECT_EQ(t.logFile(kLogName), kExpectedLog);
-  EXPECT_EQ(t.device()
-                .files()
-                .stat(std::string("/var/mobile/Library/Logs/Faultkeeper/") + kLogName)
-                ->mode,
-            0644u);
+  EXPECT_EQ(
+      Mode(t.device().files(), std::string("/var/mobile/Library/Logs/Faultkeeper/") + kLogName),
+      0644);
   EXPECT_THAT(LogTexts(t.device()),
               ElementsAre("writing session log", "processing com.example.beta with 1 events",
                           "processing com.example.alpha with 2 events",
@@ -229,7 +227,7 @@ TEST(SessionLog, AFailedMoveLosesThatPeriodsRecords) {
   // The staging file stays; the records and the events are gone.
   std::string staging =
       last.substr(last.find("/var/tmp/"), std::string("/var/tmp/session.XXXX").size());
-  EXPECT_TRUE(t.device().files().stat(staging));
+  EXPECT_TRUE(Exists(t.device().files(), staging));
   EXPECT_EQ(EventFile(t.device()), "<none>");
   EXPECT_EQ(t.listener().versedBundles().begin()->second->eventCount(), 0u);
 }

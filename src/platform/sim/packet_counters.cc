@@ -1,55 +1,22 @@
-// The counter names of the packet-statistics block, by index; the reserved ones have none.
+// Counter names: the reported counters' key suffixes, or any index of the block.
 #include "platform/sim/packet_counters.h"
 
-#include <array>
 #include <charconv>
 
-namespace tl::sim {
+#include "platform/kernel.h"
+#include "platform/packet_counters.h"
 
-namespace {
-constexpr std::array<std::string_view, 32> kNames = {"tcpBadFormat",
-                                                     "tcpUnspecv6",
-                                                     "tcpSynFin",
-                                                     "tcpBadFormatIPSec",
-                                                     "tcpNoConnNoList",
-                                                     "tcpNoConnList",
-                                                     "tcpListBadSyn",
-                                                     "tcpICMP6Unreach",
-                                                     "tcpDeprecate6",
-                                                     "tcpRstInSynRcv",
-                                                     "tcpOOOPkt",
-                                                     "tcpDOSPkt",
-                                                     "tcpCleanup",
-                                                     "tcpSynWindow",
-                                                     "",
-                                                     "",
-                                                     "",
-                                                     "",
-                                                     "",
-                                                     "",
-                                                     "udpPortUnreach",
-                                                     "udpFaithPrefix",
-                                                     "udpPort0",
-                                                     "udpBadLength",
-                                                     "udpBadChksum",
-                                                     "udpBadMcast",
-                                                     "udpCleanup",
-                                                     "udpBadIPSec",
-                                                     "",
-                                                     "",
-                                                     "",
-                                                     ""};
-}  // namespace
+namespace tl::sim {
 
 std::optional<int> PacketCounterIndex(std::string_view name) {
   int index = 0;
   auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), index);
   if (error == std::errc() && end == name.data() + name.size() && !name.empty()) {
-    if (index >= 0 && index < static_cast<int>(kNames.size())) return index;
+    if (index >= 0 && index < static_cast<int>(platform::kPacketStatisticsCounters)) return index;
     return std::nullopt;
   }
-  for (size_t i = 0; i < kNames.size(); ++i) {
-    if (!kNames[i].empty() && kNames[i] == name) return static_cast<int>(i);
+  for (const platform::PacketCounter& counter : platform::kPacketCounters) {
+    if (counter.suffix == name) return counter.index;
   }
   return std::nullopt;
 }

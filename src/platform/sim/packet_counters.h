@@ -6,7 +6,8 @@
 
 namespace tl::sim {
 
-// The index of a counter named by its suffix ("tcpOOOPkt") or by its index ("14"), or nullopt.
+// The index of a counter named by its key suffix ("tcpOOOPkt") or by its index ("14"), or
+// nullopt. The reserved counters have only their index.
 std::optional<int> PacketCounterIndex(std::string_view name);
 
 }  // namespace tl::sim

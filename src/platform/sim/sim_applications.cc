@@ -65,6 +65,37 @@ class SimApplications::Monitor : public ApplicationStateMonitor {
   std::shared_ptr<Handler> handler_;
 };
 
+class SimApplications::Observation : public Registration {
+ public:
+  Observation(SimApplications& apps, WorkspaceObserver& observer)
+      : apps_(apps), observer_(observer) {
+    apps_.observers_.push_back(&observer_);
+  }
+  ~Observation() override { std::erase(apps_.observers_, &observer_); }
+
+ private:
+  SimApplications& apps_;
+  WorkspaceObserver& observer_;
+};
+
+// Destroying it unregisters the activity, unless a later registration of the name replaced it.
+class SimApplications::ActivityRegistration : public Registration {
+ public:
+  ActivityRegistration(SimApplications& apps, std::string name, std::shared_ptr<Handler> handler)
+      : apps_(apps), name_(std::move(name)), handler_(std::move(handler)) {}
+  ~ActivityRegistration() override {
+    auto it = apps_.activities_.find(name_);
+    if (it != apps_.activities_.end() && it->second.handler == handler_) {
+      apps_.activities_.erase(it);
+    }
+  }
+
+ private:
+  SimApplications& apps_;
+  std::string name_;
+  std::shared_ptr<Handler> handler_;
+};
+
 SimApplications::SimApplications(SimContext context)
     : context_(context),
       monitorQueue_(std::make_unique<SimQueue>(context.scheduler, "system.appstate", true)),
@@ -78,12 +109,8 @@ std::unique_ptr<ApplicationStateMonitor> SimApplications::createStateMonitor() {
   return std::make_unique<Monitor>(*this);
 }
 
-void SimApplications::addWorkspaceObserver(WorkspaceObserver& observer) {
-  observers_.push_back(&observer);
-}
-
-void SimApplications::removeWorkspaceObserver(WorkspaceObserver& observer) {
-  std::erase(observers_, &observer);
+std::unique_ptr<Registration> SimApplications::addWorkspaceObserver(WorkspaceObserver& observer) {
+  return std::make_unique<Observation>(*this, observer);
 }
 
 ProxyRef SimApplications::proxyForIdentifier(const std::string& bundleIdentifier) {
@@ -97,11 +124,13 @@ ProxyRef SimApplications::proxyForIdentifier(const std::string& bundleIdentifier
   return std::make_shared<const RSApplicationProxy>(std::move(unknown));
 }
 
-void SimApplications::registerActivity(const std::string& name, const ActivityCriteria& criteria,
-                                       Handler handler) {
+std::unique_ptr<Registration> SimApplications::registerActivity(const std::string& name,
+                                                                const ActivityCriteria& criteria,
+                                                                Handler handler) {
   auto shared = std::make_shared<Handler>(std::move(handler));
   activities_[name] = Activity{criteria, shared};
   activityQueue_->async([shared] { (*shared)(ActivityState::kCheckIn); });
+  return std::make_unique<ActivityRegistration>(*this, name, shared);
 }
 
 void SimApplications::addProxy(const Json& proxy) {

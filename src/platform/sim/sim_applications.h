@@ -30,13 +30,14 @@ class SimApplications : public platform::Applications, public platform::Activity
 
   // Applications.
   std::unique_ptr<platform::ApplicationStateMonitor> createStateMonitor() override;
-  void addWorkspaceObserver(platform::WorkspaceObserver& observer) override;
-  void removeWorkspaceObserver(platform::WorkspaceObserver& observer) override;
+  std::unique_ptr<platform::Registration> addWorkspaceObserver(
+      platform::WorkspaceObserver& observer) override;
   platform::ProxyRef proxyForIdentifier(const std::string& bundleIdentifier) override;
 
   // ActivityScheduler.
-  void registerActivity(const std::string& name, const platform::ActivityCriteria& criteria,
-                        Handler handler) override;
+  std::unique_ptr<platform::Registration> registerActivity(
+      const std::string& name, const platform::ActivityCriteria& criteria,
+      Handler handler) override;
 
   // The system side.
   void addProxy(const Json& proxy);  // adds or replaces by bundle
@@ -52,6 +53,8 @@ class SimApplications : public platform::Applications, public platform::Activity
 
  private:
   class Monitor;
+  class Observation;
+  class ActivityRegistration;
   struct Activity {
     platform::ActivityCriteria criteria;
     std::shared_ptr<Handler> handler;

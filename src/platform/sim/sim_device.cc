@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "platform/device_paths.h"
+
 namespace tl::sim {
 
 namespace {
@@ -39,9 +41,10 @@ SimDevice::SimDevice(const Json& device, std::string sandbox)
       faulty_(posix_) {
   data_.apply(Validated(device));
   syncFromData();
-  notifications_.setState(kBatterySaverModeNotification, data_.field("lpm").get<uint64_t>());
+  notifications_.setState(platform::kBatterySaverModeNotification,
+                          data_.field("lpm").get<uint64_t>());
   std::filesystem::create_directories(posix_.hostPath(kTemporaryDirectory));
-  std::filesystem::create_directories(posix_.hostPath(kDiagnosticLogDirectory));
+  std::filesystem::create_directories(posix_.hostPath(platform::kDiagnosticLogDirectory));
   writeFiles(data_.field("files"));
 }
 
@@ -66,7 +69,7 @@ void SimDevice::set(const Json& fields) {
   data_.apply(fields);
   syncFromData();
   if (fields.contains("lpm")) {
-    notifications_.setState(kBatterySaverModeNotification, fields["lpm"].get<uint64_t>());
+    notifications_.setState(platform::kBatterySaverModeNotification, fields["lpm"].get<uint64_t>());
   }
   if (fields.contains("files")) writeFiles(fields["files"]);
 }
@@ -79,7 +82,7 @@ void SimDevice::setThermalLevel(int64_t level) {
 void SimDevice::postNamedNotification(const std::string& name, std::optional<uint64_t> state) {
   if (state) {
     notifications_.setState(name, *state);
-    if (name == kBatterySaverModeNotification) data_.mutableJson()["lpm"] = *state;
+    if (name == platform::kBatterySaverModeNotification) data_.mutableJson()["lpm"] = *state;
   }
   notifications_.post(name);
 }
@@ -103,9 +106,9 @@ void SimDevice::writeFiles(const Json& files) {
     std::filesystem::path host = posix_.hostPath(path);
     std::filesystem::create_directories(host.parent_path());
     const std::string& text = content.get_ref<const std::string&>();
-    auto result =
+    Status written =
         posix_.createFile(path, {reinterpret_cast<const uint8_t*>(text.data()), text.size()}, 0644);
-    if (result) throw std::runtime_error("cannot write " + path + ": " + result->description);
+    if (!written.ok()) throw std::runtime_error("cannot write " + path + ": " + written.message());
   }
 }
 

@@ -20,11 +20,8 @@
 
 namespace tl::sim {
 
-inline constexpr char kBatterySaverModeNotification[] = "com.veltro.system.batterysavermode";
 // The device path of the per-user temporary directory, inside the sandbox.
 inline constexpr char kTemporaryDirectory[] = "/var/tmp/";
-// Where the system collects diagnostic logs; it exists on every device.
-inline constexpr char kDiagnosticLogDirectory[] = "/var/mobile/Library/Logs/Faultkeeper/";
 
 // Driven from one thread: the driver changes the device, then runs the queues empty
 // (runUntilIdle) or moves time (advanceTo). Outputs are kept in outputs() and handed to a sink.

@@ -104,13 +104,14 @@ int SimKernel::processResourceUsage(int32_t pid, int flavor, ResourceUsageV0* ou
   return 0;
 }
 
-int SimKernel::multiUserMode(int* flag) {
-  *flag = context_.data.field("multi_user").get<bool>() ? 1 : 0;
-  return 0;
+Status SimKernel::multiUserMode(bool* multiUser) {
+  *multiUser = context_.data.field("multi_user").get<bool>();
+  return Status::OK();
 }
 
-std::optional<std::vector<InterfaceAddress>> SimKernel::interfaceAddresses() {
-  std::vector<InterfaceAddress> list;
+Status SimKernel::interfaceAddresses(std::vector<InterfaceAddress>* out) {
+  std::vector<InterfaceAddress>& list = *out;
+  list.clear();
   for (const Json& i : context_.data.field("interfaces")) {
     InterfaceAddress address;
     address.name = i["name"].get<std::string>();
@@ -120,7 +121,7 @@ std::optional<std::vector<InterfaceAddress>> SimKernel::interfaceAddresses() {
     address.family = i.value("family", kAddressFamilyLink);
     list.push_back(std::move(address));
   }
-  return list;
+  return Status::OK();
 }
 
 unsigned SimKernel::interfaceIndex(const std::string& name) {

@@ -14,8 +14,8 @@ class SimKernel : public platform::Kernel {
   int sysctl(std::span<const int> name, void* buffer, size_t* length) override;
   int sysctlByName(std::string_view name, void* buffer, size_t* length) override;
   int processResourceUsage(int32_t pid, int flavor, platform::ResourceUsageV0* out) override;
-  int multiUserMode(int* flag) override;
-  std::optional<std::vector<platform::InterfaceAddress>> interfaceAddresses() override;
+  Status multiUserMode(bool* multiUser) override;
+  Status interfaceAddresses(std::vector<platform::InterfaceAddress>* out) override;
   unsigned interfaceIndex(const std::string& name) override;
   int32_t processId() override;
 

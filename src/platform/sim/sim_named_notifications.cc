@@ -7,37 +7,47 @@ namespace tl::sim {
 
 using namespace platform;
 
-uint32_t SimNamedNotifications::add(const std::string& name, int32_t* out_token,
-                                    Registration registration) {
-  if (name.empty()) return kNotifyStatusInvalidName;
-  if (std::find(refused_.begin(), refused_.end(), name) != refused_.end()) {
-    return kNotifyStatusFailed;
+// A registration's token; destroying it cancels the registration.
+class SimNamedNotifications::Token : public NotifyRegistration {
+ public:
+  Token(SimNamedNotifications& owner, int32_t token) : owner_(owner), token_(token) {}
+  ~Token() override { owner_.active_.erase(token_); }
+  int32_t token() const override { return token_; }
+
+ private:
+  SimNamedNotifications& owner_;
+  int32_t token_;
+};
+
+Status SimNamedNotifications::add(Registration registration,
+                                  std::unique_ptr<NotifyRegistration>* out) {
+  if (registration.name.empty()) return Status::Error(kNotifyStatusInvalidName, "invalid name");
+  if (std::find(refused_.begin(), refused_.end(), registration.name) != refused_.end()) {
+    return Status::Error(kNotifyStatusFailed, "registration refused");
   }
-  int32_t token = nextToken_++;
+  const int32_t token = nextToken_++;
+  registered_.push_back(registration.name);
   active_.emplace(token, std::move(registration));
-  registered_.push_back(name);
-  if (out_token) *out_token = token;
-  return kNotifyStatusOk;
+  *out = std::make_unique<Token>(*this, token);
+  return Status::OK();
 }
 
-uint32_t SimNamedNotifications::registerDispatch(const std::string& name, int32_t* out_token,
-                                                 Queue& queue, Handler handler) {
-  return add(name, out_token, {name, &queue, std::make_shared<Handler>(std::move(handler))});
+Status SimNamedNotifications::registerDispatch(const std::string& name, Queue& queue,
+                                               Handler handler,
+                                               std::unique_ptr<NotifyRegistration>* out) {
+  return add({name, &queue, std::make_shared<Handler>(std::move(handler))}, out);
 }
 
-uint32_t SimNamedNotifications::registerCheck(const std::string& name, int32_t* out_token) {
-  return add(name, out_token, {name, nullptr, nullptr});
+Status SimNamedNotifications::registerCheck(const std::string& name,
+                                            std::unique_ptr<NotifyRegistration>* out) {
+  return add({name, nullptr, nullptr}, out);
 }
 
-uint32_t SimNamedNotifications::getState(int32_t token, uint64_t* out_state) {
+Status SimNamedNotifications::getState(int32_t token, uint64_t* state) {
   auto it = active_.find(token);
-  if (it == active_.end()) return kNotifyStatusInvalidToken;
-  *out_state = state(it->second.name);
-  return kNotifyStatusOk;
-}
-
-uint32_t SimNamedNotifications::cancel(int32_t token) {
-  return active_.erase(token) ? kNotifyStatusOk : kNotifyStatusInvalidToken;
+  if (it == active_.end()) return Status::Error(kNotifyStatusInvalidToken, "invalid token");
+  *state = this->state(it->second.name);
+  return Status::OK();
 }
 
 int64_t SimNamedNotifications::thermalLevel() {

@@ -4,22 +4,22 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "platform/named_notifications.h"
 #include "platform/sim/sim_context.h"
 
 namespace tl::sim {
 
-// A registration's queue must outlive the registration, as the module's process-long ones do.
 class SimNamedNotifications : public platform::NamedNotifications {
  public:
   explicit SimNamedNotifications(SimContext context) : context_(context) {}
 
-  uint32_t registerDispatch(const std::string& name, int32_t* out_token, platform::Queue& queue,
-                            Handler handler) override;
-  uint32_t registerCheck(const std::string& name, int32_t* out_token) override;
-  uint32_t getState(int32_t token, uint64_t* out_state) override;
-  uint32_t cancel(int32_t token) override;
+  Status registerDispatch(const std::string& name, platform::Queue& queue, Handler handler,
+                          std::unique_ptr<platform::NotifyRegistration>* out) override;
+  Status registerCheck(const std::string& name,
+                       std::unique_ptr<platform::NotifyRegistration>* out) override;
+  Status getState(int32_t token, uint64_t* state) override;
   int64_t thermalLevel() override;
 
   // The system side.
@@ -36,12 +36,13 @@ class SimNamedNotifications : public platform::NamedNotifications {
   void restoreStates(std::map<std::string, uint64_t> states) { states_ = std::move(states); }
 
  private:
+  class Token;
   struct Registration {
     std::string name;
     platform::Queue* queue;  // nullptr for a check registration
     std::shared_ptr<Handler> handler;
   };
-  uint32_t add(const std::string& name, int32_t* out_token, Registration registration);
+  Status add(Registration registration, std::unique_ptr<platform::NotifyRegistration>* out);
 
   SimContext context_;
   std::map<int32_t, Registration> active_;

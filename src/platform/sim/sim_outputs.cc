@@ -33,15 +33,15 @@ platform::WispRef Copy(const platform::WispObject& o) {
 }
 }  // namespace
 
-void SimOutputs::addValueForScalarKey(const std::string& key, int64_t value) {
+void SimOutputs::addValueForScalarKey(std::string_view key, int64_t value) {
   double at = clock_();
-  scalars_.push_back({at, key, value});
+  scalars_.push_back({at, std::string(key), value});
   if (sink_) sink_->scalar(at, key, value);
 }
 
-void SimOutputs::pushValueForDistributionKey(const std::string& key, double value) {
+void SimOutputs::pushValueForDistributionKey(std::string_view key, double value) {
   double at = clock_();
-  distributions_.push_back({at, key, value});
+  distributions_.push_back({at, std::string(key), value});
   if (sink_) sink_->distribution(at, key, value);
 }
 

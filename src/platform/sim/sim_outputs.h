@@ -17,8 +17,8 @@ namespace tl::sim {
 class OutputSink {
  public:
   virtual ~OutputSink() = default;
-  virtual void scalar(double at, const std::string& key, int64_t value) {}
-  virtual void distribution(double at, const std::string& key, double value) {}
+  virtual void scalar(double at, std::string_view key, int64_t value) {}
+  virtual void distribution(double at, std::string_view key, double value) {}
   virtual void batch(double at, const platform::KeyValues* first,
                      const platform::KeyValues* second) {}
   virtual void log(double at, std::string_view line) {}
@@ -65,8 +65,8 @@ class SimOutputs : public platform::StatisticsClient, public platform::SystemLog
   void setSink(OutputSink* sink) { sink_ = sink; }
 
   // StatisticsClient.
-  void addValueForScalarKey(const std::string& key, int64_t value) override;
-  void pushValueForDistributionKey(const std::string& key, double value) override;
+  void addValueForScalarKey(std::string_view key, int64_t value) override;
+  void pushValueForDistributionKey(std::string_view key, double value) override;
   void batchKeys(const platform::KeyValues* first, const platform::KeyValues* second) override;
   // SystemLog.
   void write(std::string_view line) override;

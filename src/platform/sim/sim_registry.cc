@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "platform/backlight.h"
+
 namespace tl::sim {
 
 using namespace platform;
@@ -26,7 +28,7 @@ class SimRegistry::Port : public NotificationPort {
   std::shared_ptr<PortState> state;
 };
 
-class SimRegistry::Interest : public InterestNotification {
+class SimRegistry::Interest : public Registration {
  public:
   Interest(SimRegistry& registry, std::shared_ptr<InterestCallback> callback)
       : registry_(registry), callback_(std::move(callback)) {}
@@ -40,7 +42,17 @@ class SimRegistry::Interest : public InterestNotification {
   std::shared_ptr<InterestCallback> callback_;
 };
 
-class SimRegistry::Notifier : public PowerNotifier {};
+// Destroying it deregisters from system power.
+class SimRegistry::Notifier : public Registration {
+ public:
+  explicit Notifier(SimRegistry& registry) : registry_(registry) {}
+  ~Notifier() override {
+    std::erase_if(registry_.power_, [&](const PowerRecord& r) { return r.notifier == this; });
+  }
+
+ private:
+  SimRegistry& registry_;
+};
 
 SimRegistry::SimRegistry(SimContext context)
     : context_(context),
@@ -61,15 +73,12 @@ const std::optional<Dictionary>& SimRegistry::propertiesOf(const Entry& entry) c
   }
   const Json& backlight = context_.data.field("backlight");
   if (backlight.is_null()) return converted.properties;
-  Dictionary brightness = *ToValue(backlight).dictionary();
-  converted.properties =
-      Dictionary{{"backlight-control", true},
-                 {"DVDisplayParameters", Dictionary{{"brightness", std::move(brightness)}}}};
+  converted.properties = BacklightProperties(*ToValue(backlight).dictionary());
   return converted.properties;
 }
 
 RegistryEntryRef SimRegistry::matchServiceByClass(const std::string& className) {
-  if (className == kBatteryClass && propertiesOf(*battery_)) return battery_;
+  if (className == platform::kBatteryClass && propertiesOf(*battery_)) return battery_;
   if (className == kBacklightClass && propertiesOf(*backlight_)) return backlight_;
   return nullptr;
 }
@@ -94,24 +103,25 @@ std::unique_ptr<NotificationPort> SimRegistry::createNotificationPort() {
   return std::make_unique<Port>();
 }
 
-ReturnCode SimRegistry::addInterestNotification(NotificationPort& port,
-                                                const RegistryEntryRef& service,
-                                                const std::string& interestType,
-                                                InterestCallback callback,
-                                                std::unique_ptr<InterestNotification>* out) {
+Status SimRegistry::addInterestNotification(NotificationPort& port, const RegistryEntryRef& service,
+                                            const std::string& interestType,
+                                            InterestCallback callback,
+                                            std::unique_ptr<Registration>* out) {
   auto entry = std::dynamic_pointer_cast<Entry>(service);
-  if (!entry || interestType != kGeneralInterest) return kReturnBadArgument;
+  if (!entry || interestType != kGeneralInterest) {
+    return Status::Error(kReturnBadArgument, "bad argument");
+  }
   auto shared = std::make_shared<InterestCallback>(std::move(callback));
   interests_.push_back({entry, static_cast<Port&>(port).state, shared});
-  if (out) *out = std::make_unique<Interest>(*this, shared);
-  return kReturnSuccess;
+  *out = std::make_unique<Interest>(*this, shared);
+  return Status::OK();
 }
 
-ReturnCode SimRegistry::properties(const RegistryEntry& entry, Dictionary* out) {
+Status SimRegistry::properties(const RegistryEntry& entry, Dictionary* out) {
   const auto& properties = propertiesOf(static_cast<const Entry&>(entry));
-  if (!properties) return kReturnNotFound;
+  if (!properties) return Status::Error(kReturnNotFound, "not found");
   *out = *properties;
-  return kReturnSuccess;
+  return Status::OK();
 }
 
 std::optional<Value> SimRegistry::property(const RegistryEntry& entry, const std::string& key) {
@@ -126,29 +136,24 @@ float SimRegistry::displayBrightness() {
   return context_.data.field("brightness_level").get<float>();
 }
 
-SystemPowerRegistration SimRegistry::registerForSystemPower(SystemPowerCallback callback) {
+SystemPowerConnection SimRegistry::registerForSystemPower(SystemPowerCallback callback) {
   auto port = std::make_unique<Port>();
-  auto notifier = std::make_unique<Notifier>();
+  auto notifier = std::make_unique<Notifier>(*this);
   uint32_t connect = nextConnect_++;
   power_.push_back({connect, port->state,
                     std::make_shared<SystemPowerCallback>(std::move(callback)), notifier.get()});
-  return SystemPowerRegistration{connect, std::move(port), std::move(notifier)};
+  return SystemPowerConnection{connect, std::move(port), std::move(notifier)};
 }
 
-ReturnCode SimRegistry::allowPowerChange(uint32_t rootDomainConnect, intptr_t notificationId) {
+Status SimRegistry::allowPowerChange(uint32_t rootDomainConnect, intptr_t notificationId) {
   bool known = std::any_of(power_.begin(), power_.end(),
                            [&](const PowerRecord& r) { return r.connect == rootDomainConnect; });
-  if (!known) return kReturnBadArgument;
+  if (!known) return Status::Error(kReturnBadArgument, "unknown connection");
   context_.outputs.powerAck(notificationId);
-  return kReturnSuccess;
+  return Status::OK();
 }
 
-ReturnCode SimRegistry::deregisterForSystemPower(PowerNotifier& notifier) {
-  auto n = std::erase_if(power_, [&](const PowerRecord& r) { return r.notifier == &notifier; });
-  return n ? kReturnSuccess : kReturnBadArgument;
-}
-
-ReturnCode SimRegistry::closeConnection(uint32_t rootDomainConnect) { return kReturnSuccess; }
+Status SimRegistry::closeConnection(uint32_t rootDomainConnect) { return Status::OK(); }
 
 void SimRegistry::deliver(const std::shared_ptr<Entry>& entry, uint32_t messageType) {
   for (const InterestRecord& r : interests_) {

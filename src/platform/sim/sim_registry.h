@@ -12,7 +12,7 @@ namespace tl::sim {
 
 class SimRegistry : public platform::DeviceRegistry, public platform::SystemPower {
  public:
-  static constexpr char kBatteryClass[] = "DVPMPowerSource";
+  // The backlight service's own class; the module finds it by its properties.
   static constexpr char kBacklightClass[] = "DVBacklightDisplay";
 
   explicit SimRegistry(SimContext context);
@@ -23,23 +23,21 @@ class SimRegistry : public platform::DeviceRegistry, public platform::SystemPowe
   platform::RegistryEntryRef matchServiceByProperties(
       const platform::Dictionary& matching) override;
   std::unique_ptr<platform::NotificationPort> createNotificationPort() override;
-  platform::ReturnCode addInterestNotification(
-      platform::NotificationPort& port, const platform::RegistryEntryRef& service,
-      const std::string& interestType, platform::InterestCallback callback,
-      std::unique_ptr<platform::InterestNotification>* out) override;
-  platform::ReturnCode properties(const platform::RegistryEntry& entry,
-                                  platform::Dictionary* out) override;
+  Status addInterestNotification(platform::NotificationPort& port,
+                                 const platform::RegistryEntryRef& service,
+                                 const std::string& interestType,
+                                 platform::InterestCallback callback,
+                                 std::unique_ptr<platform::Registration>* out) override;
+  Status properties(const platform::RegistryEntry& entry, platform::Dictionary* out) override;
   std::optional<platform::Value> property(const platform::RegistryEntry& entry,
                                           const std::string& key) override;
   float displayBrightness() override;
 
   // SystemPower.
-  platform::SystemPowerRegistration registerForSystemPower(
+  platform::SystemPowerConnection registerForSystemPower(
       platform::SystemPowerCallback callback) override;
-  platform::ReturnCode allowPowerChange(uint32_t rootDomainConnect,
-                                        intptr_t notificationId) override;
-  platform::ReturnCode deregisterForSystemPower(platform::PowerNotifier& notifier) override;
-  platform::ReturnCode closeConnection(uint32_t rootDomainConnect) override;
+  Status allowPowerChange(uint32_t rootDomainConnect, intptr_t notificationId) override;
+  Status closeConnection(uint32_t rootDomainConnect) override;
 
   // The hardware side: a message from the battery entry or the backlight service to its
   // interest registrations, and a system-power message to its registrations.

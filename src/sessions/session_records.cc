@@ -1,4 +1,10 @@
-// TLBundleSession's bundle record: building it, writing it, and rebuilding a session from it.
+// The record formats: event records, and bundle records with the TLBundleSession operations that
+// build, write and rebuild them.
+#include "sessions/session_records.h"
+
+#include <charconv>
+#include <cstdio>
+
 #include "platform/platform.h"
 #include "sessions/record_values.h"
 #include "sessions/tl_bundle_session.h"
@@ -6,6 +12,49 @@
 
 using nlohmann::json;
 using tl::platform::Uuid;
+
+namespace tl::sessions {
+
+std::string_view RecordText(std::string_view line) {
+  if (!line.empty() && line.back() == kRecordEnd) line.remove_suffix(1);
+  return line;
+}
+
+size_t FormatEventRecord(const EventRecord& record, char (&line)[kMaxEventRecordLine]) {
+  // Formatted by hand: this runs at every foreground exit and printf's machinery would be most of
+  // its cost.
+  char* end = line;
+  for (uint32_t field : {record.key, record.state, record.duration, record.endtime}) {
+    end = std::to_chars(end, line + sizeof line, field).ptr;
+    *end++ = ' ';
+  }
+  end[-1] = kRecordEnd;
+  return static_cast<size_t>(end - line);
+}
+
+std::optional<EventRecord> ParseEventRecord(std::string_view line) {
+  const std::string text(RecordText(line));
+  unsigned key, state, duration, endtime;
+  if (std::sscanf(text.c_str(), "%u %u %u %u", &key, &state, &duration, &endtime) != 4) {
+    return std::nullopt;
+  }
+  return EventRecord{key, state, duration, endtime};
+}
+
+std::optional<std::string> FormatBundleRecord(const json& array) {
+  try {
+    // Compact, and always one line: every control character in a string is escaped.
+    return array.dump();
+  } catch (const json::exception&) {
+    return std::nullopt;
+  }
+}
+
+json ParseBundleRecord(std::string_view line) {
+  return json::parse(RecordText(line), nullptr, /*allow_exceptions=*/false);
+}
+
+}  // namespace tl::sessions
 
 std::optional<json> TLBundleSession::recordArray() const {
   if (!_bundleID) return std::nullopt;
@@ -18,16 +67,13 @@ std::optional<json> TLBundleSession::recordArray() const {
 void TLBundleSession::persistBundleRecord() const {
   auto record = recordArray();
   if (!record) return;
-  std::string line;
-  try {
-    // Compact, and always one line: every control character in a string is escaped.
-    line = record->dump();
-  } catch (const json::exception&) {
+  auto line = tl::sessions::FormatBundleRecord(*record);
+  if (!line) {
     TLLog("Error serializing %s", description().c_str());
     return;
   }
   TLSessionPersistenceManager::saveBundleRecord(
-      {reinterpret_cast<const uint8_t*>(line.data()), line.size()});
+      {reinterpret_cast<const uint8_t*>(line->data()), line->size()});
 }
 
 std::shared_ptr<TLBundleSession> TLBundleSession::initWithRecordArray(const json& array) {

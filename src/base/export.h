@@ -1,0 +1,9 @@
+/* TL_EXPORT: marks the module's documented C interface for export from the shared library. */
+#ifndef TALLYLINE_BASE_EXPORT_H_
+#define TALLYLINE_BASE_EXPORT_H_
+
+/* The module is built with hidden visibility; only names marked here, and listed in its export
+   map, are visible to the daemon. */
+#define TL_EXPORT __attribute__((visibility("default")))
+
+#endif /* TALLYLINE_BASE_EXPORT_H_ */
