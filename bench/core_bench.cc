@@ -7,7 +7,9 @@
 namespace {
 
 void BM_TickConversion(benchmark::State& state) {
-  tl::sim::SimDevice device(tl::sim::Json{{"timebase", {125, 3}}});
+  tl::sim::DeviceState described;
+  described.timebase = {125, 3};  // a 24 MHz tick
+  tl::sim::SimDevice device(described);
   tl::platform::MakeCurrent(&device);
   uint64_t ticks = 24'000'000;
   for (auto _ : state) {

@@ -17,9 +17,16 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kTruncateEvery = 50'000;  // keeps the record file and the event list small
 
-tl::sim::Json ThirdPartyDevice() {
-  return tl::sim::Json::parse(R"({"apps": [{"bundle": "com.example.bench",
-    "bundle_version": "100", "short_version": "1.0", "item_id": 123456789}]})");
+tl::sim::DeviceState ThirdPartyDevice() {
+  tl::platform::RSApplicationProxy app;
+  app.bundleIdentifier = "com.example.bench";
+  app.bundleVersion = "100";
+  app.shortVersionString = "1.0";
+  app.itemID = 123456789;
+  app.applicationType = "User";
+  tl::sim::DeviceState state;
+  state.apps = {app};
+  return state;
 }
 
 // One updateState that leaves the foreground of a third-party bundle: the active-time key, the

@@ -53,7 +53,6 @@ void BM_WriteSessionLog(benchmark::State& state) {
         session->appendEvent(TLSessionEvent(8, 30 + e, 1767225600 + 60 * e));
       }
     }
-    device.outputs().clear();
 #ifdef TL_HEAP_COUNTING
     tl::bench::ResetHeapPeak();
     const int64_t before = tl::bench::Heap().bytesInUse;
@@ -94,7 +93,6 @@ void BM_RebuildPreviousPeriod(benchmark::State& state) {
     state.PauseTiming();
     std::ofstream(device.hostPath(TLSessionPersistenceManager::kBundleLogPath)) << bundleLines;
     std::ofstream(device.hostPath(TLSessionPersistenceManager::kEventLogPath)) << eventLines;
-    device.outputs().clear();
     state.ResumeTiming();
     listener->sessionQueue().async([&] { listener->writePreviousSessionLog(); });
     device.runUntilIdle();
@@ -107,8 +105,13 @@ BENCHMARK(BM_RebuildPreviousPeriod)->Unit(benchmark::kMillisecond);
 // One run-state report that leaves the foreground, from the monitor's callback through the
 // session queue to the event kept and its record appended.
 void BM_AppStateChange(benchmark::State& state) {
-  tl::bench::BenchDevice device(tl::sim::Json::parse(
-      R"({"apps": [{"bundle": "com.example.bench", "bundle_version": "1"}]})"));
+  tl::platform::RSApplicationProxy app;
+  app.bundleIdentifier = "com.example.bench";
+  app.bundleVersion = "1";
+  app.applicationType = "User";
+  tl::sim::DeviceState described;
+  described.apps = {app};
+  tl::bench::BenchDevice device(described);
   auto listener = StartedListener(device);
   auto& apps = device.simApplications();
   const tl::platform::Dictionary foreground = {

@@ -5,22 +5,22 @@
 #include <vector>
 
 #include "platform/module_handle.h"
-#include "platform/sim/sim_device.h"
+#include "test_device.h"
 
 namespace tl::testing {
 
 // A simulated device in a sandbox of its own, current for the test's process.
 class CurrentDevice {
  public:
-  explicit CurrentDevice(const sim::Json& fields = sim::Json::object()) : device_(fields) {
+  explicit CurrentDevice(const Json& fields = Json::object()) : device_(fields) {
     platform::MakeCurrent(&device_);
   }
   ~CurrentDevice() { platform::MakeCurrent(nullptr); }
-  sim::SimDevice& operator*() { return device_; }
-  sim::SimDevice* operator->() { return &device_; }
+  TestDevice& operator*() { return device_; }
+  TestDevice* operator->() { return &device_; }
 
  private:
-  sim::SimDevice device_;
+  TestDevice device_;
 };
 
 // A host's module handle that counts how often the module asks for its event queue.
@@ -53,9 +53,9 @@ inline bool Exists(platform::FileSystem& fs, const std::string& path) {
 }
 
 // The texts of the device's log lines, in order.
-inline std::vector<std::string> LogTexts(sim::SimDevice& device) {
+inline std::vector<std::string> LogTexts(TestDevice& device) {
   std::vector<std::string> texts;
-  for (const auto& line : device.outputs().logs()) texts.push_back(line.text);
+  for (const auto& line : device.recorded().logs()) texts.push_back(line.text);
   return texts;
 }
 

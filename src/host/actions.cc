@@ -3,41 +3,31 @@
 
 #include <array>
 
+#include "host/trace_format.h"
+
 namespace tl::host {
 
 namespace {
 
+using Error = std::optional<std::string>;
 using Notice = sim::SimApplications::Notice;
 
-std::optional<std::string> MustBeTrue(const Json& value) {
+Error MustBeTrue(const Json& value, DeviceAction*) {
   if (value.is_boolean() && value.get<bool>()) return std::nullopt;
   return "must be true";
 }
 
-std::optional<std::string> BundleList(const Json& value) {
-  if (!value.is_array()) return "must be a list of bundle identifiers";
-  for (const Json& bundle : value) {
-    if (!bundle.is_string()) return "must be a list of bundle identifiers";
-  }
-  return std::nullopt;
-}
-
 Action WorkspaceNotice(std::string_view name, Notice notice) {
-  return Action{name, BundleList, [notice](sim::SimDevice& device, const Json& v) {
-                  device.simApplications().workspaceNotice(notice,
-                                                           v.get<std::vector<std::string>>());
+  return Action{name, [notice](const Json& v, DeviceAction* out) -> Error {
+                  if (!v.is_array()) return "must be a list of bundle identifiers";
+                  for (const Json& bundle : v) {
+                    if (!bundle.is_string()) return "must be a list of bundle identifiers";
+                  }
+                  *out = [notice, bundles = v.get<std::vector<std::string>>()](sim::SimDevice& d) {
+                    d.simApplications().workspaceNotice(notice, bundles);
+                  };
+                  return std::nullopt;
                 }};
-}
-
-// {"name", "state"} of a named notification; the state is optional.
-std::optional<std::string> NamedNotice(const Json& v) {
-  if (!v.is_object() || !v.contains("name") || !v["name"].is_string()) {
-    return "must be {\"name\": NAME, \"state\": STATE}";
-  }
-  if (v.contains("state") && !v["state"].is_number_integer()) {
-    return "state must be an integer";
-  }
-  return std::nullopt;
 }
 
 std::optional<platform::ActivityState> ActivityStateNamed(const Json& v) {
@@ -59,113 +49,133 @@ std::optional<uint32_t> PowerMessageNamed(const Json& v) {
   return std::nullopt;
 }
 
-std::optional<std::string> NetChanges(const Json& v) {
-  if (!v.is_object()) return "must be an object from interface name to counter changes";
-  for (const auto& [name, counters] : v.items()) {
-    if (auto error = sim::ValidateCounters(counters)) return "interface " + name + ": " + *error;
-  }
-  return std::nullopt;
-}
-
 const std::array kActions = {
-    Action{"load", MustBeTrue, nullptr},
-    Action{"restart", MustBeTrue, nullptr},
-    Action{"set", [](const Json& v) { return sim::DeviceData::validate(v); },
-           [](sim::SimDevice& device, const Json& v) { device.set(v); }},
+    Action{kLoadAction, MustBeTrue},
+    Action{kRestartAction, MustBeTrue},
+    Action{"set",
+           [](const Json& v, DeviceAction* out) -> Error {
+             sim::DeviceFields fields;
+             if (auto error = ParseDeviceFields(v, &fields)) return error;
+             *out = [fields = std::move(fields)](sim::SimDevice& d) { d.set(fields); };
+             return std::nullopt;
+           }},
     Action{"thermal",
-           [](const Json& v) -> std::optional<std::string> {
-             if (v.is_number_integer()) return std::nullopt;
-             return "must be an integer thermal level";
-           },
-           [](sim::SimDevice& device, const Json& v) { device.setThermalLevel(v.get<int64_t>()); }},
-    Action{"app", [](const Json& v) { return sim::ValidateProxy(v); },
-           [](sim::SimDevice& device, const Json& v) { device.simApplications().addProxy(v); }},
+           [](const Json& v, DeviceAction* out) -> Error {
+             if (!v.is_number_integer()) return "must be an integer thermal level";
+             *out = [level = v.get<int64_t>()](sim::SimDevice& d) { d.setThermalLevel(level); };
+             return std::nullopt;
+           }},
+    Action{"app",
+           [](const Json& v, DeviceAction* out) -> Error {
+             platform::RSApplicationProxy proxy;
+             if (auto error = ParseProxy(v, &proxy)) return error;
+             *out = [proxy = std::move(proxy)](sim::SimDevice& d) {
+               d.simApplications().addProxy(proxy);
+             };
+             return std::nullopt;
+           }},
     Action{"app_state",
-           [](const Json& v) -> std::optional<std::string> {
-             if (v.is_object()) return std::nullopt;
-             return "must be the monitor's state dictionary";
-           },
-           [](sim::SimDevice& device, const Json& v) {
-             device.simApplications().reportState(*sim::ToValue(v).dictionary());
+           [](const Json& v, DeviceAction* out) -> Error {
+             if (!v.is_object()) return "must be the monitor's state dictionary";
+             *out = [info = *ToValue(v).dictionary()](sim::SimDevice& d) {
+               d.simApplications().reportState(info);
+             };
+             return std::nullopt;
            }},
-    Action{"app_info",
-           [](const Json& v) -> std::optional<std::string> {
-             if (v.is_object() && v.contains("pid") && v["pid"].is_number_integer() &&
-                 v.contains("bundle")) {
-               return std::nullopt;
-             }
-             return "must be {\"pid\": PID, \"bundle\": BUNDLE}";
-           },
-           [](sim::SimDevice& device, const Json& v) {
-             device.simApplications().setApplicationInfo(
-                 v["pid"].get<int32_t>(),
-                 {{platform::kAppInfoDisplayIdKey, sim::ToValue(v["bundle"])}});
-           }},
+    Action{
+        "app_info",
+        [](const Json& v, DeviceAction* out) -> Error {
+          if (!v.is_object() || !v.contains("pid") || !v["pid"].is_number_integer() ||
+              !v.contains("bundle")) {
+            return "must be {\"pid\": PID, \"bundle\": BUNDLE}";
+          }
+          *out = [pid = v["pid"].get<int32_t>(), bundle = ToValue(v["bundle"])](sim::SimDevice& d) {
+            d.simApplications().setApplicationInfo(pid, {{platform::kAppInfoDisplayIdKey, bundle}});
+          };
+          return std::nullopt;
+        }},
     WorkspaceNotice("installed", Notice::kInstalled),
     WorkspaceNotice("uninstalled", Notice::kUninstalled),
     WorkspaceNotice("install_started", Notice::kInstallStarted),
     WorkspaceNotice("install_failed", Notice::kInstallFailed),
     WorkspaceNotice("install_cancelled", Notice::kInstallCancelled),
-    Action{"notify", NamedNotice,
-           [](sim::SimDevice& device, const Json& v) {
+    Action{"notify",
+           [](const Json& v, DeviceAction* out) -> Error {
+             if (!v.is_object() || !v.contains("name") || !v["name"].is_string()) {
+               return "must be {\"name\": NAME, \"state\": STATE}";
+             }
+             if (v.contains("state") && !v["state"].is_number_integer()) {
+               return "state must be an integer";
+             }
              std::optional<uint64_t> state;
              if (v.contains("state")) state = v["state"].get<uint64_t>();
-             device.postNamedNotification(v["name"].get<std::string>(), state);
+             *out = [name = v["name"].get<std::string>(), state](sim::SimDevice& d) {
+               d.postNamedNotification(name, state);
+             };
+             return std::nullopt;
            }},
     Action{"activity",
-           [](const Json& v) -> std::optional<std::string> {
-             if (v.is_object() && v.contains("name") && v["name"].is_string() &&
-                 v.contains("state") && ActivityStateNamed(v["state"])) {
-               return std::nullopt;
+           [](const Json& v, DeviceAction* out) -> Error {
+             if (!v.is_object() || !v.contains("name") || !v["name"].is_string() ||
+                 !v.contains("state") || !ActivityStateNamed(v["state"])) {
+               return "must be {\"name\": NAME, \"state\": \"run\"} (or check_in, wait, defer, "
+                      "continue, done)";
              }
-             return "must be {\"name\": NAME, \"state\": \"run\"} (or check_in, wait, defer, "
-                    "continue, done)";
-           },
-           [](sim::SimDevice& device, const Json& v) {
-             device.simApplications().runActivity(v["name"].get<std::string>(),
-                                                  *ActivityStateNamed(v["state"]));
+             *out = [name = v["name"].get<std::string>(), state = *ActivityStateNamed(v["state"])](
+                        sim::SimDevice& d) { d.simApplications().runActivity(name, state); };
+             return std::nullopt;
            }},
     Action{"battery",
-           [](const Json& v) -> std::optional<std::string> {
-             if (v.is_object()) return std::nullopt;
-             return "must be a property dictionary to merge into the battery entry";
-           },
-           [](sim::SimDevice& device, const Json& v) { device.mergeBattery(v); }},
+           [](const Json& v, DeviceAction* out) -> Error {
+             if (!v.is_object())
+               return "must be a property dictionary to merge into the battery entry";
+             *out = [properties = *ToValue(v).dictionary()](sim::SimDevice& d) {
+               d.mergeBattery(properties);
+             };
+             return std::nullopt;
+           }},
     Action{"power",
-           [](const Json& v) -> std::optional<std::string> {
-             if (v.is_object() && v.contains("message") && PowerMessageNamed(v["message"]) &&
-                 v.contains("id") && v["id"].is_number_integer()) {
-               return std::nullopt;
+           [](const Json& v, DeviceAction* out) -> Error {
+             if (!v.is_object() || !v.contains("message") || !PowerMessageNamed(v["message"]) ||
+                 !v.contains("id") || !v["id"].is_number_integer()) {
+               return "must be {\"message\": \"can_sleep\" (or will_sleep, powered_on, "
+                      "will_power_on), \"id\": ID}";
              }
-             return "must be {\"message\": \"can_sleep\" (or will_sleep, powered_on, "
-                    "will_power_on), \"id\": ID}";
-           },
-           [](sim::SimDevice& device, const Json& v) {
-             device.simRegistry().systemPowerMessage(*PowerMessageNamed(v["message"]),
-                                                     v["id"].get<intptr_t>());
+             *out = [message = *PowerMessageNamed(v["message"]), id = v["id"].get<intptr_t>()](
+                        sim::SimDevice& d) { d.simRegistry().systemPowerMessage(message, id); };
+             return std::nullopt;
            }},
     Action{"backlight",
-           [](const Json& v) -> std::optional<std::string> {
-             if (v.is_number_integer()) return std::nullopt;
-             return "must be an integer brightness value";
-           },
-           [](sim::SimDevice& device, const Json& v) {
-             device.setBacklightValue(v.get<int64_t>());
+           [](const Json& v, DeviceAction* out) -> Error {
+             if (!v.is_number_integer()) return "must be an integer brightness value";
+             *out = [value = v.get<int64_t>()](sim::SimDevice& d) { d.setBacklightValue(value); };
+             return std::nullopt;
            }},
-    Action{"net", NetChanges,
-           [](sim::SimDevice& device, const Json& v) {
+    Action{"net",
+           [](const Json& v, DeviceAction* out) -> Error {
+             if (!v.is_object()) return "must be an object from interface name to counter changes";
+             std::vector<std::pair<std::string, sim::CounterChanges>> changes;
              for (const auto& [name, counters] : v.items()) {
-               device.simKernel().changeCounters(name, counters);
+               sim::CounterChanges parsed;
+               if (auto error = ParseCounters(counters, &parsed)) {
+                 return "interface " + name + ": " + *error;
+               }
+               changes.emplace_back(name, std::move(parsed));
              }
+             *out = [changes = std::move(changes)](sim::SimDevice& d) {
+               for (const auto& [name, counters] : changes) {
+                 d.simKernel().changeCounters(name, counters);
+               }
+             };
+             return std::nullopt;
            }},
     Action{"memory_pressure",
-           [](const Json& v) -> std::optional<std::string> {
-             if (v == "warning" || v == "critical") return std::nullopt;
-             return "must be \"warning\" or \"critical\"";
-           },
-           [](sim::SimDevice& device, const Json& v) {
-             device.memoryPressure(v == "warning" ? platform::kMemoryPressureWarning
-                                                  : platform::kMemoryPressureCritical);
+           [](const Json& v, DeviceAction* out) -> Error {
+             if (v != "warning" && v != "critical") return "must be \"warning\" or \"critical\"";
+             *out = [level = v == "warning" ? platform::kMemoryPressureWarning
+                                            : platform::kMemoryPressureCritical](
+                        sim::SimDevice& d) { d.memoryPressure(level); };
+             return std::nullopt;
            }},
 };
 

@@ -1,4 +1,4 @@
-// The trace's actions: how each is checked and what it does to the simulated device.
+// The trace's actions: how each line's value is checked and what it does to the simulated device.
 #pragma once
 
 #include <functional>
@@ -6,21 +6,25 @@
 #include <string>
 #include <string_view>
 
+#include "host/json_values.h"
 #include "platform/sim/sim_device.h"
 
 namespace tl::host {
 
-using sim::Json;
+// What a line does to the device, with its values already checked and typed.
+using DeviceAction = std::function<void(sim::SimDevice& device)>;
 
 struct Action {
   std::string_view name;
-  // What is wrong with a value, or nullopt; checked before anything of the line runs.
-  std::function<std::optional<std::string>(const Json& value)> check;
-  std::function<void(sim::SimDevice& device, const Json& value)> apply;
+  // What is wrong with value, or nullopt with *out holding what the line does (nothing for the
+  // host's own actions, "load" and "restart"). Nothing is applied.
+  std::function<std::optional<std::string>(const Json& value, DeviceAction* out)> parse;
 };
 
-// The action of that name, or nullptr. "load" and "restart" are the host's own and have no
-// apply.
+// The action of that name, or nullptr.
 const Action* FindAction(std::string_view name);
+
+inline constexpr std::string_view kLoadAction = "load";
+inline constexpr std::string_view kRestartAction = "restart";
 
 }  // namespace tl::host

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/daily_reports.h"
 #include "host/replay.h"
 #include "host/stats_store.h"
 
@@ -50,38 +51,30 @@ int Main(const std::vector<std::string>& args) {
   std::vector<std::pair<std::string, std::string>> options;
   std::vector<std::string> positional;
 
-  if (command == "replay" || command == "__segment") {
-    bool segment = command == "__segment";
-    std::vector<std::string> withValue = {"--root", "--db", "--out"};
-    std::vector<std::string> flags = {"--notifications"};
-    if (segment) {
-      withValue.insert(withValue.end(), {"--from", "--to", "--state"});
-      flags.insert(flags.end(), {"--resume", "--last"});
-    }
-    if (!ParseOptions(rest, withValue, flags, options, positional) || positional.size() != 1) {
+  if (command == "replay") {
+    if (!ParseOptions(rest, {"--root", "--db", "--out"}, {"--notifications"}, options,
+                      positional) ||
+        positional.size() != 1) {
       return Usage();
     }
-    tl::host::SegmentOptions s;
-    s.replay.trace = positional[0];
+    tl::host::ReplayOptions replay;
+    replay.trace = positional[0];
     for (const auto& [name, value] : options) {
-      if (name == "--root") s.replay.root = value;
-      if (name == "--db") s.replay.db = value;
-      if (name == "--out") s.replay.out = value;
-      if (name == "--notifications") s.replay.notifications = true;
-      if (name == "--from") s.from = std::stoul(value);
-      if (name == "--to") s.to = std::stoul(value);
-      if (name == "--state") s.state = value;
-      if (name == "--resume") s.resume = true;
-      if (name == "--last") s.last = true;
+      if (name == "--root") replay.root = value;
+      if (name == "--db") replay.db = value;
+      if (name == "--out") replay.out = value;
+      if (name == "--notifications") replay.notifications = true;
     }
-    return segment ? tl::host::RunSegment(s) : tl::host::Replay(s.replay);
+    return tl::host::Replay(replay);
   }
   if (command == "keys") {
     if (!ParseOptions(rest, {"--db"}, {}, options, positional) || positional.size() > 1 ||
         options.size() != 1) {
       return Usage();
     }
-    tl::host::StatsStore store(options[0].second);
+    tl::host::Database db(options[0].second);
+    tl::host::StatsStore store(db);
+    tl::host::DailyReports reports(db);  // every store holds both kinds of table
     for (const std::string& line : store.describe(positional.empty() ? "" : positional[0])) {
       std::puts(line.c_str());
     }
@@ -92,8 +85,10 @@ int Main(const std::vector<std::string>& args) {
         options.size() != 1) {
       return Usage();
     }
-    tl::host::StatsStore store(options[0].second);
-    for (const std::string& line : store.activatedApplications()) std::puts(line.c_str());
+    tl::host::Database db(options[0].second);
+    tl::host::StatsStore store(db);  // every store holds both kinds of table
+    tl::host::DailyReports reports(db);
+    for (const std::string& line : reports.activatedApplications()) std::puts(line.c_str());
     return 0;
   }
   return Usage();

@@ -68,11 +68,11 @@ TEST(WakeReasons, TokensCountUnderTheirKeysOncePerWake) {
   auto wake = [&](std::optional<std::string> reason) {
     tl::platform::Dictionary info;
     if (reason) info[EQDeviceDidWakeSystemReasonKey] = *reason;
-    device->outputs().clear();
+    device->recorded().clear();
     device->notificationCenter().post(EQDeviceDidWakeNotification, nullptr, info);
     // The wake keys go in a batch of their own, before the awake event's commit.
-    EXPECT_EQ(device->outputs().batches().size(), 2u);
-    auto first = *device->outputs().batches().front().first;
+    EXPECT_EQ(device->recorded().batches().size(), 2u);
+    auto first = *device->recorded().batches().front().first;
     std::vector<std::string> keys;
     for (const auto& [key, value] : first) {
       EXPECT_EQ(value, tl::platform::Value(1));

@@ -6,8 +6,8 @@
 
 namespace {
 
-using tl::sim::Json;
 using tl::testing::CurrentDevice;
+using tl::testing::Json;
 
 constexpr char kMarker[] = "/var/db/forceMultiUserMode";
 constexpr char kForcing[] =
@@ -22,26 +22,26 @@ Json Device(bool internal, bool marker, bool multiUser) {
 TEST(InMultiUserMode, MarkerFileCountsOnlyOnInternalBuilds) {
   CurrentDevice device(Device(/*internal=*/false, /*marker=*/true, /*multiUser=*/false));
   EXPECT_FALSE(InMultiUserMode());
-  EXPECT_FALSE(device->outputs().logged(kForcing));
+  EXPECT_FALSE(device->recorded().logged(kForcing));
 }
 
 TEST(InMultiUserMode, InternalBuildAnswerMustBeTheBooleanTrue) {
   CurrentDevice device(
-      tl::sim::Json{{"answers", {{"InternalBuild", 1}}}, {"files", {{kMarker, ""}}}});
+      tl::testing::Json{{"answers", {{"InternalBuild", 1}}}, {"files", {{kMarker, ""}}}});
   EXPECT_FALSE(InMultiUserMode());
 }
 
 TEST(InMultiUserMode, MarkerOnInternalBuildForcesItAndTheAnswerIsKept) {
   CurrentDevice device(Device(/*internal=*/true, /*marker=*/true, /*multiUser=*/false));
   EXPECT_TRUE(InMultiUserMode());
-  ASSERT_EQ(device->outputs().logs().size(), 1u);
-  EXPECT_EQ(device->outputs().logs()[0].text, kForcing);
+  ASSERT_EQ(device->recorded().logs().size(), 1u);
+  EXPECT_EQ(device->recorded().logs()[0].text, kForcing);
 
   // Removing the marker later changes nothing for the life of the process, and nothing is
   // logged again.
   ASSERT_TRUE(device->files().remove(kMarker).ok());
   EXPECT_TRUE(InMultiUserMode());
-  EXPECT_EQ(device->outputs().logs().size(), 1u);
+  EXPECT_EQ(device->recorded().logs().size(), 1u);
 }
 
 TEST(InMultiUserMode, KernelAnswerIsKeptForTheProcess) {
@@ -49,7 +49,7 @@ TEST(InMultiUserMode, KernelAnswerIsKeptForTheProcess) {
   EXPECT_TRUE(InMultiUserMode());
   device->set({{"multi_user", false}});
   EXPECT_TRUE(InMultiUserMode());
-  EXPECT_TRUE(device->outputs().logs().empty());
+  EXPECT_TRUE(device->recorded().logs().empty());
 }
 
 TEST(TLContainerPath, SingleUserDeviceUsesVarMobileWithoutALookup) {
@@ -61,7 +61,7 @@ TEST(TLContainerPath, SingleUserDeviceUsesVarMobileWithoutALookup) {
 
 TEST(TLContainerPath, MultiUserDeviceLooksUpTheSystemGroupContainerOnce) {
   CurrentDevice device(
-      tl::sim::Json{{"multi_user", true}, {"container_path", "/var/containers/sysmetry"}});
+      tl::testing::Json{{"multi_user", true}, {"container_path", "/var/containers/sysmetry"}});
   const char* first = TLContainerPath();
   ASSERT_NE(first, nullptr);
   EXPECT_STREQ(first, "/var/containers/sysmetry");
@@ -71,13 +71,13 @@ TEST(TLContainerPath, MultiUserDeviceLooksUpTheSystemGroupContainerOnce) {
 }
 
 TEST(TLContainerPath, FailedLookupIsLoggedWithItsCodeAndNotKept) {
-  CurrentDevice device(tl::sim::Json{{"multi_user", true}, {"container_path", nullptr}});
+  CurrentDevice device(tl::testing::Json{{"multi_user", true}, {"container_path", nullptr}});
   EXPECT_EQ(TLContainerPath(), nullptr);
   EXPECT_EQ(TLContainerPath(), nullptr);
   // The error code starts at 1 and the lookup gave no code of its own.
-  ASSERT_EQ(device->outputs().logs().size(), 2u);
-  EXPECT_EQ(device->outputs().logs()[0].text, "Error getting system group container: 1");
-  EXPECT_EQ(device->outputs().logs()[1].text, "Error getting system group container: 1");
+  ASSERT_EQ(device->recorded().logs().size(), 2u);
+  EXPECT_EQ(device->recorded().logs()[0].text, "Error getting system group container: 1");
+  EXPECT_EQ(device->recorded().logs()[1].text, "Error getting system group container: 1");
 
   device->set({{"container_path", "/var/containers/sysmetry"}});
   EXPECT_STREQ(TLContainerPath(), "/var/containers/sysmetry");

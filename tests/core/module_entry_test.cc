@@ -14,9 +14,9 @@ using tl::testing::CurrentDevice;
 
 constexpr char kThermalKey[] = "com.veltro.dovetop.thermalLevels";
 
-std::vector<double> ThermalSamples(tl::sim::SimDevice& device) {
+std::vector<double> ThermalSamples(tl::testing::TestDevice& device) {
   std::vector<double> samples;
-  for (const auto& d : device.outputs().distributions()) {
+  for (const auto& d : device.recorded().distributions()) {
     EXPECT_EQ(d.key, kThermalKey);
     samples.push_back(d.value);
   }
@@ -48,12 +48,12 @@ TEST(ModuleEntry, RunsOnceAndStartsTheListenersInOrder) {
 }
 
 TEST(ModuleEntry, EachThermalNotificationPushesTheLevelAsOneSample) {
-  CurrentDevice device(tl::sim::Json{{"thermal_level", 0}});
+  CurrentDevice device(tl::testing::Json{{"thermal_level", 0}});
   CountingHandle handle(*device);
   TLEventModuleInitializer(&handle);
   device->runUntilIdle();
-  EXPECT_TRUE(device->outputs().distributions().empty());
-  device->outputs().clear();  // start-up's own log lines
+  EXPECT_TRUE(device->recorded().distributions().empty());
+  device->recorded().clear();  // start-up's own log lines
 
   device->setThermalLevel(0);
   device->runUntilIdle();
@@ -66,11 +66,11 @@ TEST(ModuleEntry, EachThermalNotificationPushesTheLevelAsOneSample) {
   device->runUntilIdle();
 
   EXPECT_THAT(ThermalSamples(*device), ElementsAre(0.0, 3.0, 3.0, -2.0));
-  EXPECT_TRUE(device->outputs().logs().empty());
+  EXPECT_TRUE(device->recorded().logs().empty());
 }
 
 TEST(ModuleEntry, ThermalRegistrationIsMadeOncePerProcess) {
-  CurrentDevice device(tl::sim::Json{{"thermal_level", 1}});
+  CurrentDevice device(tl::testing::Json{{"thermal_level", 1}});
   CountingHandle handle(*device);
   auto first = TLEventListener::initWithQueue(handle.eventQueue());
   auto second = TLEventListener::initWithQueue(handle.eventQueue());

@@ -9,7 +9,7 @@ namespace {
 using tl::testing::CurrentDevice;
 
 TEST(TickConversion, UnitTimebaseCountsNanoseconds) {
-  CurrentDevice device(tl::sim::Json{{"timebase", {1, 1}}});
+  CurrentDevice device(tl::testing::Json{{"timebase", {1, 1}}});
   EXPECT_EQ(TLMachAbsoluteTimeIntervalToCBTimeInterval(1'000'000'000), 1.0);
   EXPECT_EQ(TLMachAbsoluteTimeIntervalToCBTimeInterval(0), 0.0);
   EXPECT_EQ(TLMachAbsoluteTimeIntervalToCBTimeInterval(1'500), 1.5e-6);
@@ -17,7 +17,7 @@ TEST(TickConversion, UnitTimebaseCountsNanoseconds) {
 
 TEST(TickConversion, FactorIsComputedOnceFromTheTimebase) {
   // A 24 MHz tick: 125/3 nanoseconds a tick.
-  CurrentDevice device(tl::sim::Json{{"timebase", {125, 3}}});
+  CurrentDevice device(tl::testing::Json{{"timebase", {125, 3}}});
   const double factor = 125.0 / 3.0 * 1e-9;
   EXPECT_EQ(TLMachAbsoluteTimeIntervalToCBTimeInterval(24'000'000), 24'000'000.0 * factor);
   EXPECT_NEAR(TLMachAbsoluteTimeIntervalToCBTimeInterval(24'000'000), 1.0, 1e-12);
@@ -30,7 +30,7 @@ TEST(TickConversion, FactorIsComputedOnceFromTheTimebase) {
 }
 
 TEST(TimeBlock, MeasuresTheTicksTheBlockTook) {
-  CurrentDevice device(tl::sim::Json{{"timebase", {125, 3}}});
+  CurrentDevice device(tl::testing::Json{{"timebase", {125, 3}}});
   tl::BlockOf instant([] {});
   EXPECT_EQ(TLTimeBlock(&instant), 0.0);
 

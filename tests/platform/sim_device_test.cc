@@ -1,22 +1,24 @@
 // The simulated device answers every role from its data, and carries itself over a restart.
-#include "platform/sim/sim_device.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <filesystem>
 
+#include "test_device.h"
+
 namespace {
 
 using ::testing::ElementsAre;
 using namespace tl::platform;
-using tl::sim::Json;
 using tl::sim::SimDevice;
+using tl::testing::Counters;
+using tl::testing::Json;
+using tl::testing::TestDevice;
 
 TEST(SimDevice, RegistryServesBatteryAndBacklightWithTheirMessages) {
-  SimDevice device({{"battery", {{"CurrentCapacity", 1500}, {"Voltage", 3800}}},
-                    {"backlight", {{"min", 0}, {"max", 200}, {"value", 80}}}});
+  TestDevice device({{"battery", {{"CurrentCapacity", 1500}, {"Voltage", 3800}}},
+                     {"backlight", {{"min", 0}, {"max", 200}, {"value", 80}}}});
   auto& registry = device.registry();
   RegistryEntryRef battery = registry.matchServiceByClass("DVPMPowerSource");
   ASSERT_TRUE(battery);
@@ -64,7 +66,7 @@ TEST(SimDevice, RegistryServesBatteryAndBacklightWithTheirMessages) {
 }
 
 TEST(SimDevice, SystemPowerMessagesAndAcknowledgements) {
-  SimDevice device;
+  TestDevice device;
   auto queue = device.dispatch().createSerialQueue("host", QualityOfService::kDefault);
   std::vector<std::pair<uint32_t, intptr_t>> seen;
   auto registration = device.systemPower().registerForSystemPower(
@@ -77,11 +79,11 @@ TEST(SimDevice, SystemPowerMessagesAndAcknowledgements) {
   EXPECT_TRUE(device.systemPower().allowPowerChange(registration.rootDomainConnect, 41).ok());
   EXPECT_EQ(device.systemPower().allowPowerChange(registration.rootDomainConnect + 1, 42).code(),
             kReturnBadArgument);
-  EXPECT_THAT(device.outputs().powerAcks(), ElementsAre(41));
+  EXPECT_THAT(device.recorded().powerAcks(), ElementsAre(41));
 }
 
 TEST(SimDevice, KernelAnswersFromProcessesInterfacesAndWakeReason) {
-  SimDevice device(Json::parse(R"({
+  TestDevice device(Json::parse(R"({
     "processes": {"101": {"uuid": "00112233-4455-6677-8899-AABBCCDDEEFF", "lp64": false},
                   "102": null},
     "interfaces": [{"name": "lo0", "loopback": true, "family": 18},
@@ -123,7 +125,7 @@ TEST(SimDevice, KernelAnswersFromProcessesInterfacesAndWakeReason) {
   EXPECT_EQ(counter, 7u);
   std::memcpy(&counter, buffer + kPacketStatisticsOffset + 14 * 8, 8);
   EXPECT_EQ(counter, 3u);
-  device.simKernel().changeCounters("en0", {{"fail", true}});
+  device.simKernel().changeCounters("en0", Counters({{"fail", true}}));
   EXPECT_EQ(kernel.sysctl(supplemental, buffer, &size), -1);
 
   char reason[256] = {};
@@ -139,7 +141,7 @@ TEST(SimDevice, KernelAnswersFromProcessesInterfacesAndWakeReason) {
 }
 
 TEST(SimDevice, ApplicationsNotificationsAndIpcFollowTheDeviceData) {
-  SimDevice device(Json::parse(R"({
+  TestDevice device(Json::parse(R"({
     "apps": [{"bundle": "com.example.a", "short_version": "1.0", "item_id": 42,
               "type": "System", "entitlements": {"beta-reports-active": false}}],
     "lpm": 1, "time_zone": "Europe/Paris"})"));
@@ -162,7 +164,7 @@ TEST(SimDevice, ApplicationsNotificationsAndIpcFollowTheDeviceData) {
   device.postNamedNotification("com.veltro.system.batterysavermode", 0);
   ASSERT_TRUE(device.namedNotifications().getState(check->token(), &state).ok());
   EXPECT_EQ(state, 0u);
-  EXPECT_EQ(device.data().field("lpm"), 0);
+  EXPECT_EQ(device.state().lpm, 0u);
 
   // 2026-07-01 12:00:00 UTC is 14:00 in Paris, two hours ahead.
   LocalTime t = device.environment().localTime(1782907200);
@@ -179,23 +181,23 @@ TEST(SimDevice, ApplicationsNotificationsAndIpcFollowTheDeviceData) {
   device.simIpc().setServiceReachable("com.veltro.tallyd.tldaily", false);
   connection->sendMessage(*message);
   device.runUntilIdle();
-  ASSERT_EQ(device.outputs().messages().size(), 1u);
-  EXPECT_EQ(device.outputs().messages()[0].message->get("operation")->int64Value(), 2);
+  ASSERT_EQ(device.recorded().messages().size(), 1u);
+  EXPECT_EQ(device.recorded().messages()[0].message->get("operation")->int64Value(), 2);
   EXPECT_THAT(events, ElementsAre(kWispErrorConnectionInvalid));
 }
 
 TEST(SimDevice, StateCarriesOverARestartButRegistrationsDoNot) {
   std::string sandbox;
-  Json saved;
+  SimDevice::Snapshot saved;
   {
-    SimDevice device(Json{{"files", {{"/var/mobile/kept.txt", "hello"}}}, {"thermal_level", 2}});
+    TestDevice device(Json{{"files", {{"/var/mobile/kept.txt", "hello"}}}, {"thermal_level", 2}});
     sandbox = device.sandbox();
     device.advanceBy(90.5);
     device.set({{"thermal_level", 3}});
     device.postNamedNotification("com.example.state", 9);
     std::unique_ptr<NotifyRegistration> check;
     ASSERT_TRUE(device.namedNotifications().registerCheck("com.example.state", &check).ok());
-    saved = device.saveState();
+    saved = device.snapshot();
     // Keep the sandbox for the restored device.
     std::filesystem::copy(sandbox, sandbox + "-kept", std::filesystem::copy_options::recursive);
   }

@@ -9,7 +9,7 @@
 namespace {
 
 using namespace tl::testing;
-using tl::sim::Json;
+using tl::testing::Json;
 
 TEST(BatteryProperties, DerivedValuesAndTheChargingStateInItsOrder) {
   CurrentDevice device(Json{{"battery",
@@ -58,7 +58,7 @@ TEST(BatteryProperties, DerivedValuesAndTheChargingStateInItsOrder) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.changes.dump());
-    device->mergeBattery(c.changes);
+    device->mergeBattery(DictionaryOf(c.changes));
     auto fresh = EQBatteryProperties::properties();
     EXPECT_EQ(fresh->humanReadableChargingState(), c.state);
     EXPECT_EQ(fresh->draining(), c.draining);

@@ -9,7 +9,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using namespace tl::testing;
-using tl::sim::Json;
+using tl::testing::Json;
 
 TEST(BrightnessBuckets, EveryReadingOfARangeStartingAtZero) {
   CurrentDevice device;
@@ -60,8 +60,8 @@ TEST(BrightnessBuckets, BadBucketMessagesStopAfterAHundred) {
 }
 
 // The ten reported values of the brightness batch at index in the device's batches.
-std::vector<double> Reported(tl::sim::SimDevice& device, size_t index) {
-  const auto& batch = device.outputs().batches().at(index);
+std::vector<double> Reported(tl::testing::TestDevice& device, size_t index) {
+  const auto& batch = device.recorded().batches().at(index);
   EXPECT_FALSE(batch.first);
   std::vector<double> values;
   for (int i = 10; i <= 100; i += 10) {
@@ -84,7 +84,7 @@ TEST(BrightnessBuckets, ADayOfReadingsIsCreditedToItsBuckets) {
     t.device().runUntilIdle();
   }
   t.at(86400);
-  ASSERT_EQ(t.device().outputs().batches().size(), 1u);
+  ASSERT_EQ(t.device().recorded().batches().size(), 1u);
   EXPECT_THAT(Reported(t.device(), 0), ElementsAre(68400, 0, 0, 0, 0, 7200, 0, 0, 0, 7200));
   // The totals start again; the running interval goes on from the report.
   t.at(2 * 86400);

@@ -15,7 +15,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using namespace tl::testing;
 using namespace tl::platform;
-using tl::sim::Json;
+using tl::testing::Json;
 
 TEST(PowerListener, SleepMessagesPostThenAcknowledgeWithTheirIdentifier) {
   PowerTest t;
@@ -34,7 +34,7 @@ TEST(PowerListener, SleepMessagesPostThenAcknowledgeWithTheirIdentifier) {
                           "EQDeviceDidWakeNotification"));
   // Each sleep notification is delivered before its acknowledgement, which carries its id.
   EXPECT_THAT(t.ackCountAtPost, ElementsAre(0, 1, 2));
-  EXPECT_THAT(t.device().outputs().powerAcks(), ElementsAre(41, 42));
+  EXPECT_THAT(t.device().recorded().powerAcks(), ElementsAre(41, 42));
   for (const auto& n : t.posted) EXPECT_EQ(n.object, t.listener());
   EXPECT_TRUE(t.posted[0].userInfo.empty());
 }
@@ -120,7 +120,7 @@ TEST(PowerListener, NoBatteryEntryFailsConstructionAndTheHubGoesOn) {
   // The thermal samples still come: the hub finished its start-up without the listener.
   device->setThermalLevel(2);
   device->runUntilIdle();
-  EXPECT_EQ(device->outputs().distributions().size(), 1u);
+  EXPECT_EQ(device->recorded().distributions().size(), 1u);
   EXPECT_EQ(device->simRegistry().powerRegistrations(), 0u);
 }
 

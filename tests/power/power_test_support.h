@@ -13,13 +13,13 @@ namespace tl::testing {
 
 class PowerTest {
  public:
-  explicit PowerTest(const sim::Json& device = sim::Json::object()) : device_(device) {
+  explicit PowerTest(const Json& device = Json::object()) : device_(device) {
     hostQueue_ =
         device_->dispatch().createSerialQueue("host", platform::QualityOfService::kDefault);
     observer_ =
         device_->notificationCenter().addObserver("", [this](const platform::Notification& n) {
           posted.push_back(n);
-          ackCountAtPost.push_back(device_->outputs().powerAcks().size());
+          ackCountAtPost.push_back(device_->recorded().powerAcks().size());
         });
     listener_ = TLPowerEventListener::initWithQueue(*hostQueue_);
     device_->runUntilIdle();
@@ -29,7 +29,7 @@ class PowerTest {
     observer_.reset();
   }
 
-  sim::SimDevice& device() { return *device_; }
+  TestDevice& device() { return *device_; }
   TLPowerEventListener* listener() { return listener_.get(); }
   platform::SerialQueue& hostQueue() { return *hostQueue_; }
   std::vector<std::string> names() const {

@@ -14,7 +14,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using namespace tl::testing;
 using Notice = tl::sim::SimApplications::Notice;
-using Json = tl::sim::Json;
+using Json = tl::testing::Json;
 
 constexpr char kDaily[] = "com.veltro.tallyd.tldaily.logging";
 
@@ -29,8 +29,8 @@ Json ReportDevice() {
 }
 
 // bundle_id -> "version|adam_id|uuid|arch" of the last report.
-std::vector<std::string> Entries(tl::sim::SimDevice& device) {
-  const auto& messages = device.outputs().messages();
+std::vector<std::string> Entries(tl::testing::TestDevice& device) {
+  const auto& messages = device.recorded().messages();
   EXPECT_FALSE(messages.empty());
   if (messages.empty()) return {};
   EXPECT_EQ(messages.back().service, "com.veltro.tallyd.tldaily");
@@ -56,7 +56,7 @@ TEST(ActivatedReport, ReportsEachSessionActiveSinceTheLastReportOnce) {
   }
   t.notice(Notice::kUninstalled, "com.d");  // a set-aside session reports too
   t.state("com.idle", 0, 4);                // never active: no event, not reported
-  t.device().outputs().clear();
+  t.device().recorded().clear();
   t.post(kDaily);
 
   const std::string zero = "00000000-0000-0000-0000-000000000000";
@@ -79,7 +79,7 @@ TEST(ActivatedReport, TaskingSwitchesTheContentOffButNotTheMessage) {
   t.device().set({{"tasking", {{"TLActivatedAppInfo", false}}}});
   t.state("com.a", 0, 8);
   t.state("com.a", 0, 2);
-  t.device().outputs().clear();
+  t.device().recorded().clear();
   t.post(kDaily);
   EXPECT_THAT(Entries(t.device()), IsEmpty());
   EXPECT_THAT(LogTexts(t.device()), ElementsAre("gathering app info for tldaily",
@@ -97,7 +97,7 @@ TEST(ActivatedReport, SessionsWithoutEventsArePrunedAlsoWithoutAService) {
   t.notice(Notice::kUninstalled, "com.a");  // a set-aside session with an event stays
   t.state("com.b", 0, 2);
   t.device().simIpc().setServiceReachable("com.veltro.tallyd.tldaily", false);
-  t.device().outputs().clear();
+  t.device().recorded().clear();
   t.post(kDaily);
   EXPECT_THAT(LogTexts(t.device()),
               ElementsAre("gathering app info for tldaily", "sending 1 app infos to tldaily",
@@ -109,7 +109,7 @@ TEST(ActivatedReport, SessionsWithoutEventsArePrunedAlsoWithoutAService) {
   t.device().simIpc().setConnectionsFail(true);
   t.post(kDaily);
   EXPECT_THAT(t.listener().activeBundles(), IsEmpty());
-  EXPECT_EQ(t.device().outputs().messages().size(), 0u);
+  EXPECT_EQ(t.device().recorded().messages().size(), 0u);
 }
 
 // A scripted service: replies with size bytes, id, bits, return code and the two counts.

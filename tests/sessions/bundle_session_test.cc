@@ -60,7 +60,7 @@ TEST(BundleSession, LeavingForegroundAtOnceStillRecordsAZeroInterval) {
   // A clock that went back gives a negative duration, sent zero-extended from 32 bits.
   s->updateState(8, 60.0, 0);
   s->updateState(2, 58.0, 0);
-  EXPECT_EQ(device->outputs().scalars().back().value, 4294967294);
+  EXPECT_EQ(device->recorded().scalars().back().value, 4294967294);
 }
 
 TEST(BundleSession, ExtensionsAndNonThirdPartyBundlesCountKeysButKeepNoEvents) {
@@ -78,9 +78,9 @@ TEST(BundleSession, ExtensionsAndNonThirdPartyBundlesCountKeysButKeepNoEvents) {
     EXPECT_EQ(s->eventCount(), 0u) << s->versionKey();
     EXPECT_TRUE(s->active_since_last_check);
   }
-  EXPECT_EQ(device->outputs().scalars().size(), 3 * sessions.size());
-  EXPECT_EQ(device->outputs().scalars()[2].key, "appActiveTime.com.example.app");
-  EXPECT_EQ(device->outputs().scalars()[2].value, 4);
+  EXPECT_EQ(device->recorded().scalars().size(), 3 * sessions.size());
+  EXPECT_EQ(device->recorded().scalars()[2].key, "appActiveTime.com.example.app");
+  EXPECT_EQ(device->recorded().scalars()[2].value, 4);
   EXPECT_EQ(EventFile(*device), "<none>");
 }
 

@@ -12,7 +12,7 @@ using ::testing::IsEmpty;
 using ::testing::Pair;
 using namespace tl::testing;
 using Notice = tl::sim::SimApplications::Notice;
-using Json = tl::sim::Json;
+using Json = tl::testing::Json;
 
 std::vector<std::string> Keys(const std::map<std::string, std::shared_ptr<TLBundleSession>>& map) {
   std::vector<std::string> keys;
@@ -42,7 +42,7 @@ TEST(Listener, InstallNoticesMoveSessionsBetweenTheMaps) {
   auto s1 = active.at("com.x");
   t.notice(Notice::kInstalled, "com.x");  // the same version: no move
   EXPECT_EQ(active.at("com.x"), s1);
-  apps.addProxy(Version(2));
+  apps.addProxy(Proxy(Version(2)));
   t.notice(Notice::kInstalled, "com.x");  // another version: the old one is set aside
   auto s2 = active.at("com.x");
   EXPECT_THAT(Keys(versed), ElementsAre("com.x:1:1.0"));
@@ -53,14 +53,14 @@ TEST(Listener, InstallNoticesMoveSessionsBetweenTheMaps) {
   t.notice(Notice::kInstalled, "com.x");      // installed: back to active
   EXPECT_EQ(active.at("com.x"), s2);
   EXPECT_THAT(Keys(versed), ElementsAre("com.x:1:1.0"));
-  apps.addProxy(Version(3));
+  apps.addProxy(Proxy(Version(3)));
   t.notice(Notice::kInstallCancelled, "com.x");  // another version: the active one stays
   EXPECT_EQ(active.at("com.x"), s2);
   auto s3 = versed.at("com.x:3:3.0");
   t.notice(Notice::kUninstalled, "com.x");  // found set aside: no move
-  apps.addProxy(Version(2));
+  apps.addProxy(Proxy(Version(2)));
   t.notice(Notice::kUninstalled, "com.x");  // the active one is set aside
-  apps.addProxy(Version(4));
+  apps.addProxy(Proxy(Version(4)));
   t.notice(Notice::kUninstalled, "com.x");         // neither: a new set-aside session
   t.notice(Notice::kInstalled, "com.veltro.sys");  // not third-party: never tracked
 
@@ -71,7 +71,7 @@ TEST(Listener, InstallNoticesMoveSessionsBetweenTheMaps) {
   EXPECT_THAT(EventCodes(*s2), ElementsAre(0x10000, 0x30000, 0x40000, 0x10000, 0x20000));
   EXPECT_THAT(EventCodes(*s3), ElementsAre(0x50000, 0x20000));
   EXPECT_THAT(EventCodes(*versed.at("com.x:4:4.0")), ElementsAre(0x20000));
-  EXPECT_TRUE(t.device().outputs().crashes().empty());
+  EXPECT_TRUE(t.device().recorded().crashes().empty());
 }
 
 TEST(Listener, InstallCodesCarryTypeUpdateAndRedownload) {
@@ -105,10 +105,10 @@ TEST(Listener, DuplicatedMetadataIsReportedAndProcessingGoesOn) {
     {"bundle": "com.x:1", "bundle_version": "2", "short_version": "3"}]})"));
   t.state("com.x", 0, 8);
   t.notice(Notice::kUninstalled, "com.x:1");
-  t.device().outputs().clear();
+  t.device().recorded().clear();
   t.notice(Notice::kInstalled, "com.x");
 
-  const auto& crashes = t.device().outputs().crashes();
+  const auto& crashes = t.device().recorded().crashes();
   ASSERT_EQ(crashes.size(), 1u);
   EXPECT_EQ(crashes[0].code, 0xDEADB0DEu);
   EXPECT_EQ(crashes[0].reason,
@@ -160,7 +160,7 @@ TEST(Listener, MultiUserModeRegistersNoWriteTriggerScheduleOrMemorySource) {
   EXPECT_FALSE(t.device().simApplications().activityCriteria("com.veltro.session.schedule"));
   t.state("com.m", 0, 8);
   t.state("com.m", 0, 2);
-  t.device().outputs().clear();
+  t.device().recorded().clear();
   t.device().memoryPressure(tl::platform::kMemoryPressureWarning);
   t.post("com.veltro.session.write");
   EXPECT_THAT(LogTexts(t.device()), IsEmpty());

@@ -10,14 +10,14 @@ namespace tl::testing {
 
 class ListenerTest {
  public:
-  explicit ListenerTest(const sim::Json& device) : device_(device) {
+  explicit ListenerTest(const Json& device) : device_(device) {
     listener_ = std::make_unique<TLApplicationStateChangeEventListener>();
     device_->runUntilIdle();
-    device_->outputs().clear();  // start-up's own lines
+    device_->recorded().clear();  // start-up's own lines
   }
   ~ListenerTest() { device_->runUntilIdle(); }
 
-  sim::SimDevice& device() { return *device_; }
+  TestDevice& device() { return *device_; }
   TLApplicationStateChangeEventListener& listener() { return *listener_; }
 
   // Moves to seconds since the start, then lets the device deliver what it has.

@@ -61,7 +61,7 @@ TEST(PersistenceManager, AFileThatCannotBeOpenedDropsTheRecordAndIsRetried) {
   device->faults().clearFaults();
 
   // A file that exists but cannot be opened loses the record without a message.
-  device->outputs().clear();
+  device->recorded().clear();
   device->faults().setFault(Fault::kFailedOpen, true, PM::kEventLogPath);
   PM::saveEventRecord(Bytes("dropped\n"));
   EXPECT_THAT(LogTexts(*device), IsEmpty());
@@ -73,7 +73,7 @@ TEST(PersistenceManager, AFileThatCannotBeOpenedDropsTheRecordAndIsRetried) {
 }
 
 TEST(PersistenceManager, ReadsLineByLineUntilTheBlockStops) {
-  CurrentDevice device(tl::sim::Json{{"files", {{PM::kEventLogPath, "a\nbb\n\nlast"}}}});
+  CurrentDevice device(tl::testing::Json{{"files", {{PM::kEventLogPath, "a\nbb\n\nlast"}}}});
   std::vector<std::string> lines;
   PM::readEventEntriesUsingBlock([&](std::string_view line, bool*) { lines.emplace_back(line); });
   EXPECT_THAT(lines, ElementsAre("a\n", "bb\n", "\n", "last"));

@@ -16,8 +16,8 @@ using namespace tl::testing;
 using Notice = tl::sim::SimApplications::Notice;
 using Fault = tl::platform::FaultyFileSystem::Fault;
 
-tl::sim::Json PeriodDevice() {
-  return tl::sim::Json::parse(R"({
+tl::testing::Json PeriodDevice() {
+  return tl::testing::Json::parse(R"({
     "time_zone": "America/New_York", "locale": "FR", "languages": ["fr-CA", "en"],
     "system_version": {"ProductName": "SimOS", "ProductVersion": "2.1",
                        "ProductBuildVersion": "2B7"},
@@ -114,7 +114,7 @@ TEST(SessionLog, BytesOfASmallPeriod) {
   PlayThePeriod(t);
   ASSERT_THAT(EventFile(t.device()), HasSubstr(" 8 65 1767225695\n"));
   t.at(200);
-  t.device().outputs().clear();
+  t.device().recorded().clear();
   t.post("com.veltro.session.write");
 
   EXPECT_EQ(t.logFile(kLogName), kExpectedLog);
@@ -130,7 +130,7 @@ TEST(SessionLog, BytesOfASmallPeriod) {
   // A scheduled log truncates the event records only; the sessions' events are gone.
   EXPECT_EQ(EventFile(t.device()), "<none>");
   EXPECT_NE(BundleFile(t.device()), "<none>");
-  t.device().outputs().clear();
+  t.device().recorded().clear();
   t.post("com.veltro.session.write");
   EXPECT_THAT(LogTexts(t.device()),
               ElementsAre("writing session log", "Session log: no events recorded",
@@ -140,14 +140,14 @@ TEST(SessionLog, BytesOfASmallPeriod) {
 
 TEST(SessionLog, BetaFilterFollowsTaskingThenConsent) {
   struct Case {
-    tl::sim::Json fields;
+    tl::testing::Json fields;
     int written;  // bundles in the log: 1 when only the beta build passes
   };
   const std::vector<Case> cases = {
       {{{"tasking", {{"TLSessionLog", false}}}, {"consent", true}}, 1},
-      {{{"tasking", tl::sim::Json::object()}, {"consent", false}}, 1},
+      {{{"tasking", tl::testing::Json::object()}, {"consent", false}}, 1},
       {{{"tasking", {{"TLSessionLog", true}}}, {"consent", false}}, 2},
-      {{{"tasking", tl::sim::Json::object()}, {"consent", true}}, 2},
+      {{{"tasking", tl::testing::Json::object()}, {"consent", true}}, 2},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.fields.dump());
@@ -170,7 +170,7 @@ TEST(SessionLog, OnlyFilteredSessionsIsLikeNoEventsButTruncatesTheEventRecords) 
   t.device().set({{"consent", false}});
   t.at(120);
   t.notice(Notice::kInstalled, "com.example.beta");
-  t.device().outputs().clear();
+  t.device().recorded().clear();
   t.post("com.veltro.session.write");
   EXPECT_THAT(LogTexts(t.device()),
               ElementsAre("writing session log", "Filtering only beta sessions",
@@ -186,7 +186,7 @@ TEST(SessionLog, NoStagingFileKeepsEveryRecordAndEvent) {
   PlayThePeriod(t);
   const std::string records = EventFile(t.device());
   t.device().faults().setFault(Fault::kFailedOpen, true, "/var/tmp/");
-  t.device().outputs().clear();
+  t.device().recorded().clear();
   t.post("com.veltro.session.write");
   EXPECT_THAT(LogTexts(t.device()),
               ElementsAre("writing session log", "Unable to create tmp session log"));
@@ -197,7 +197,7 @@ TEST(SessionLog, NoStagingFileKeepsEveryRecordAndEvent) {
   // unfinished file.
   t.device().faults().clearFaults();
   t.device().faults().setFault(Fault::kNoSpace, true, "/var/tmp/");
-  t.device().outputs().clear();
+  t.device().recorded().clear();
   t.post("com.veltro.session.write");
   EXPECT_EQ(LogTexts(t.device()).back(),
             "Unable to write tmp session log: No space left on device");
@@ -234,7 +234,7 @@ TEST(SessionLog, AFailedMoveLosesThatPeriodsRecords) {
 
 TEST(SessionLog, EventObjectsByKindAndOddValues) {
   // India is five and a half hours ahead of UTC.
-  CurrentDevice device(tl::sim::Json{{"time_zone", "Asia/Kolkata"}});
+  CurrentDevice device(tl::testing::Json{{"time_zone", "Asia/Kolkata"}});
   auto s = TLBundleSession::initWithRecordArray(
       nlohmann::json::parse(R"(["com.example.odd",3,"00112233-4455-6677-8899-AABBCCDDEEFF"])"));
   s->appendEvent(TLSessionEvent(8, 100, 50));              // starts before 1970: wraps in 32 bits

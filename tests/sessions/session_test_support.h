@@ -13,8 +13,8 @@ namespace tl::testing {
 // 2026-01-01T00:00:00Z, the simulated device's default start.
 inline constexpr uint32_t kStart = 1767225600;
 
-inline sim::Json SessionDevice() {
-  return sim::Json::parse(R"({
+inline Json SessionDevice() {
+  return Json::parse(R"({
     "apps": [
       {"bundle": "com.example.app", "bundle_version": "7", "short_version": "1.2"},
       {"bundle": "com.example.full", "bundle_version": "42", "short_version": "4.2",
@@ -35,23 +35,23 @@ inline sim::Json SessionDevice() {
 }
 
 // The text of a device file, or "<none>".
-inline std::string DeviceFile(sim::SimDevice& device, const std::string& path) {
+inline std::string DeviceFile(TestDevice& device, const std::string& path) {
   std::ifstream in(device.hostPath(path));
   if (!in) return "<none>";
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-inline std::string EventFile(sim::SimDevice& device) {
+inline std::string EventFile(TestDevice& device) {
   return DeviceFile(device, TLSessionPersistenceManager::kEventLogPath);
 }
 
-inline std::string BundleFile(sim::SimDevice& device) {
+inline std::string BundleFile(TestDevice& device) {
   return DeviceFile(device, TLSessionPersistenceManager::kBundleLogPath);
 }
 
-inline std::vector<std::pair<std::string, int64_t>> Scalars(sim::SimDevice& device) {
+inline std::vector<std::pair<std::string, int64_t>> Scalars(TestDevice& device) {
   std::vector<std::pair<std::string, int64_t>> scalars;
-  for (const auto& s : device.outputs().scalars()) scalars.emplace_back(s.key, s.value);
+  for (const auto& s : device.recorded().scalars()) scalars.emplace_back(s.key, s.value);
   return scalars;
 }
 

@@ -8,37 +8,6 @@ namespace tl::sim {
 
 using namespace platform;
 
-RSApplicationProxy ProxyFromJson(const Json& j) {
-  auto text = [&](const char* key) -> std::optional<std::string> {
-    auto it = j.find(key);
-    if (it == j.end() || !it->is_string()) return std::nullopt;
-    return it->get<std::string>();
-  };
-  auto integer = [&](const char* key) -> std::optional<int64_t> {
-    auto it = j.find(key);
-    if (it == j.end() || !it->is_number_integer()) return std::nullopt;
-    return it->get<int64_t>();
-  };
-  RSApplicationProxy p;
-  p.bundleIdentifier = j.at("bundle").get<std::string>();
-  p.bundleVersion = text("bundle_version");
-  p.shortVersionString = text("short_version");
-  if (auto vendor = text("vendor_id")) p.deviceIdentifierForVendor = Uuid::parse(*vendor);
-  p.itemID = integer("item_id");
-  p.storeCohortMetadata = text("cohort");
-  p.storeFront = integer("store_front");
-  if (auto it = j.find("entitlements"); it != j.end() && it->is_object()) {
-    p.entitlements = *ToValue(*it).dictionary();
-  }
-  // A proxy written without a type is a user application; null means the registry has none.
-  p.applicationType = j.contains("type") ? text("type") : std::optional<std::string>("User");
-  p.originalInstallType = j.value("original_install_type", 0u);
-  p.installType = j.value("install_type", 0u);
-  p.isAppUpdate = j.value("is_update", false);
-  p.isPurchasedReDownload = j.value("is_redownload", false);
-  return p;
-}
-
 class SimApplications::Monitor : public ApplicationStateMonitor {
  public:
   explicit Monitor(SimApplications& apps) : apps_(apps) { apps_.monitors_.push_back(this); }
@@ -114,9 +83,9 @@ std::unique_ptr<Registration> SimApplications::addWorkspaceObserver(WorkspaceObs
 }
 
 ProxyRef SimApplications::proxyForIdentifier(const std::string& bundleIdentifier) {
-  for (const Json& app : context_.data.field("apps")) {
-    if (app["bundle"] == bundleIdentifier) {
-      return std::make_shared<const RSApplicationProxy>(ProxyFromJson(app));
+  for (const RSApplicationProxy& app : context_.state.apps) {
+    if (app.bundleIdentifier == bundleIdentifier) {
+      return std::make_shared<const RSApplicationProxy>(app);
     }
   }
   RSApplicationProxy unknown;
@@ -133,15 +102,15 @@ std::unique_ptr<Registration> SimApplications::registerActivity(const std::strin
   return std::make_unique<ActivityRegistration>(*this, name, shared);
 }
 
-void SimApplications::addProxy(const Json& proxy) {
-  Json& apps = context_.data.mutableJson()["apps"];
-  for (Json& app : apps) {
-    if (app["bundle"] == proxy["bundle"]) {
-      app = proxy;
+void SimApplications::addProxy(RSApplicationProxy proxy) {
+  auto& apps = context_.state.apps;
+  for (RSApplicationProxy& app : apps) {
+    if (app.bundleIdentifier == proxy.bundleIdentifier) {
+      app = std::move(proxy);
       return;
     }
   }
-  apps.push_back(proxy);
+  apps.push_back(std::move(proxy));
 }
 
 void SimApplications::reportState(const Dictionary& stateInfo) {

@@ -12,9 +12,6 @@
 
 namespace tl::sim {
 
-// A registry proxy from its trace form ({"bundle", "bundle_version", ...}).
-platform::RSApplicationProxy ProxyFromJson(const Json& proxy);
-
 class SimApplications : public platform::Applications, public platform::ActivityScheduler {
  public:
   enum class Notice {
@@ -40,7 +37,7 @@ class SimApplications : public platform::Applications, public platform::Activity
       Handler handler) override;
 
   // The system side.
-  void addProxy(const Json& proxy);  // adds or replaces by bundle
+  void addProxy(platform::RSApplicationProxy proxy);  // adds, or replaces the bundle's
   void reportState(const platform::Dictionary& stateInfo);
   void setApplicationInfo(int32_t pid, platform::Dictionary info);
   void workspaceNotice(Notice notice, const std::vector<std::string>& bundles);

@@ -1,6 +1,7 @@
-// SimDevice: a deterministic simulated device implementing every platform role from its data.
+// SimDevice: a deterministic simulated device implementing every platform role from its state.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,7 +9,7 @@
 #include "platform/faulty_file_system.h"
 #include "platform/platform.h"
 #include "platform/posix_file_system.h"
-#include "platform/sim/device_data.h"
+#include "platform/sim/device_state.h"
 #include "platform/sim/sim_applications.h"
 #include "platform/sim/sim_environment.h"
 #include "platform/sim/sim_ipc.h"
@@ -24,13 +25,14 @@ namespace tl::sim {
 inline constexpr char kTemporaryDirectory[] = "/var/tmp/";
 
 // Driven from one thread: the driver changes the device, then runs the queues empty
-// (runUntilIdle) or moves time (advanceTo). Outputs are kept in outputs() and handed to a sink.
+// (runUntilIdle) or moves time (advanceTo). What the module sends out goes to the sinks added to
+// outputs(); the device keeps none of it.
 class SimDevice : public platform::Platform {
  public:
-  // device holds device fields (see DeviceData); invalid fields throw std::invalid_argument.
   // sandbox is the directory that stands for the device's "/"; when empty a fresh temporary
-  // directory is made and removed with the device.
-  explicit SimDevice(const Json& device = Json::object(), std::string sandbox = "");
+  // directory is made and removed with the device. files are written into it first.
+  explicit SimDevice(DeviceState state = {}, std::string sandbox = "",
+                     const DeviceFiles& files = {});
   ~SimDevice() override;
   SimDevice(const SimDevice&) = delete;
   SimDevice& operator=(const SimDevice&) = delete;
@@ -58,20 +60,20 @@ class SimDevice : public platform::Platform {
   void advanceBy(double seconds);
   double elapsedSeconds() const { return scheduler_.elapsedSeconds(); }
 
-  // Changes of the device. set() takes validated fields and raises no event.
-  void set(const Json& fields);
+  // Changes of the device. set() replaces fields and writes files; it raises no event.
+  void set(const DeviceFields& fields);
   void setThermalLevel(int64_t level);
   // Sets the state (if given) of a system-wide notification, then posts it.
   void postNamedNotification(const std::string& name, std::optional<uint64_t> state);
   void memoryPressure(unsigned level) { scheduler_.memoryPressure(level); }
   // Merges properties into the battery entry, then the entry reports a status change.
-  void mergeBattery(const Json& properties);
+  void mergeBattery(const platform::Dictionary& properties);
   // The backlight's brightness value changes and the service reports a property change.
   void setBacklightValue(int64_t value);
 
   // The simulated parts, for drivers and tests.
+  const DeviceState& state() const { return state_; }
   SimScheduler& scheduler() { return scheduler_; }
-  DeviceData& data() { return data_; }
   SimOutputs& outputs() { return outputs_; }
   SimNamedNotifications& notifications() { return notifications_; }
   SimRegistry& simRegistry() { return registry_; }
@@ -84,18 +86,23 @@ class SimDevice : public platform::Platform {
   // The host path of a device path.
   std::string hostPath(const std::string& devicePath) const { return posix_.hostPath(devicePath); }
 
-  // Carrying the device over a restart of the daemon: its data, virtual time and notification
-  // states; the sandbox's files stay where they are.
-  Json saveState() const;
-  static std::unique_ptr<SimDevice> restore(const Json& state, std::string sandbox);
+  // What carries over a restart of the daemon: the state, virtual time and the named
+  // notifications' states. The sandbox's files stay where they are; registrations do not carry.
+  struct Snapshot {
+    DeviceState state;
+    int64_t elapsedNanoseconds = 0;
+    std::map<std::string, uint64_t> namedStates;
+  };
+  Snapshot snapshot() const;
+  static std::unique_ptr<SimDevice> restore(Snapshot snapshot, std::string sandbox);
 
  private:
-  void writeFiles(const Json& files);
-  void syncFromData();
+  void writeFiles(const DeviceFiles& files);
+  void syncClock();
 
   bool ownsSandbox_;  // before sandbox_: it is decided from the argument sandbox_ takes
   std::string sandbox_;
-  DeviceData data_;
+  DeviceState state_;
   SimScheduler scheduler_;
   SimOutputs outputs_;
   SimContext context_;

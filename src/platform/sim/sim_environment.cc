@@ -1,4 +1,4 @@
-// SimEnvironment: answers from the device data.
+// SimEnvironment: answers from the device state.
 #include "platform/sim/sim_environment.h"
 
 #include <date/tz.h>
@@ -11,10 +11,11 @@ namespace {
 constexpr char kGlobalDomain[] = "Veltro Global Domain";
 constexpr char kLanguagesKey[] = "VeltroLanguages";
 
-std::optional<Value> Member(const Json& object, const std::string& key) {
-  auto it = object.find(key);
-  if (it == object.end() || it->is_null()) return std::nullopt;
-  return ToValue(*it);
+// The value under key, or nullopt when it is absent or null.
+std::optional<Value> Member(const Dictionary& dictionary, const std::string& key) {
+  const Value* value = Find(dictionary, key);
+  if (!value || value->isNull()) return std::nullopt;
+  return *value;
 }
 }  // namespace
 
@@ -44,13 +45,12 @@ LocalTime LocalTimeIn(const std::string& timeZone, int64_t secondsSince1970) {
 
 std::optional<bool> SimEnvironment::appBooleanPreference(const std::string& key,
                                                          const std::string& domain) {
-  const Json& preferences = context_.data.field("preferences");
-  auto d = preferences.find(domain);
-  if (d == preferences.end()) return std::nullopt;
-  auto v = d->find(key);
-  if (v == d->end()) return std::nullopt;
-  if (v->is_boolean()) return v->get<bool>();
-  if (v->is_number()) return v->get<double>() != 0;
+  auto d = context_.state.preferences.find(domain);
+  if (d == context_.state.preferences.end()) return std::nullopt;
+  const Value* v = Find(d->second, key);
+  if (!v) return std::nullopt;
+  if (v->isBool()) return v->boolValue();
+  if (v->isNumber()) return v->doubleValue() != 0;
   return std::nullopt;
 }
 
@@ -58,49 +58,35 @@ std::optional<Value> SimEnvironment::preference(const std::string& key, const st
                                                 const std::string& user) {
   // The device's languages are its global-domain preference for the mobile user.
   if (domain == kGlobalDomain && key == kLanguagesKey && user == "mobile") {
-    return Member(context_.data.json(), "languages");
+    if (context_.state.languages.isNull()) return std::nullopt;
+    return context_.state.languages;
   }
-  const Json& preferences = context_.data.field("preferences");
-  auto d = preferences.find(domain);
-  if (d == preferences.end()) return std::nullopt;
-  return Member(*d, key);
+  auto d = context_.state.preferences.find(domain);
+  if (d == context_.state.preferences.end()) return std::nullopt;
+  return Member(d->second, key);
 }
 
 std::optional<Value> SimEnvironment::deviceAnswer(const std::string& question) {
-  return Member(context_.data.field("answers"), question);
+  return Member(context_.state.answers, question);
 }
 
 std::optional<Value> SimEnvironment::taskingValue(const std::string& key) {
-  return Member(context_.data.field("tasking"), key);
+  return Member(context_.state.tasking, key);
 }
 
-bool SimEnvironment::userConsentedToShareWithDevelopers() {
-  return context_.data.field("consent").get<bool>();
-}
+bool SimEnvironment::userConsentedToShareWithDevelopers() { return context_.state.consent; }
 
 std::optional<std::string> SimEnvironment::currentLocaleCountryCode() {
-  const Json& locale = context_.data.field("locale");
-  if (locale.is_null()) return std::nullopt;
-  return locale.get<std::string>();
+  return context_.state.locale;
 }
 
 LocalTime SimEnvironment::localTime(int64_t secondsSince1970) {
-  return LocalTimeIn(context_.data.field("time_zone").get<std::string>(), secondsSince1970);
+  return LocalTimeIn(context_.state.timeZone, secondsSince1970);
 }
 
-std::optional<Dictionary> SimEnvironment::dictionaryField(const char* name) {
-  const Json& v = context_.data.field(name);
-  if (!v.is_object()) return std::nullopt;
-  return *ToValue(v).dictionary();
-}
+std::optional<Dictionary> SimEnvironment::systemVersion() { return context_.state.systemVersion; }
 
-std::optional<Dictionary> SimEnvironment::systemVersion() {
-  return dictionaryField("system_version");
-}
-
-std::optional<Dictionary> SimEnvironment::serverVersion() {
-  return dictionaryField("server_version");
-}
+std::optional<Dictionary> SimEnvironment::serverVersion() { return context_.state.serverVersion; }
 
 void SimEnvironment::simulateCrash(int32_t pid, uint32_t code, const std::string& reason) {
   context_.outputs.simCrash(code, reason);
@@ -111,9 +97,7 @@ std::optional<std::string> SimEnvironment::systemGroupContainerPath(const std::s
   ++containerLookups_;
   // The device has one system-group container; a null path makes every lookup fail without a
   // reason of its own.
-  const Json& path = context_.data.field("container_path");
-  if (path.is_null()) return std::nullopt;
-  return path.get<std::string>();
+  return context_.state.containerPath;
 }
 
 }  // namespace tl::sim

@@ -29,8 +29,6 @@ class SimEnvironment : public platform::Environment {
   int containerLookups() const { return containerLookups_; }
 
  private:
-  std::optional<platform::Dictionary> dictionaryField(const char* name);
-
   SimContext context_;
   int containerLookups_ = 0;
 };

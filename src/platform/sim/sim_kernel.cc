@@ -7,8 +7,6 @@
 #include <cstring>
 #include <vector>
 
-#include "platform/sim/packet_counters.h"
-
 namespace tl::sim {
 
 using namespace platform;
@@ -38,34 +36,29 @@ int SimKernel::answer(const void* bytes, size_t size, void* buffer, size_t* leng
   return 0;
 }
 
-const Json* SimKernel::processEntry(int32_t pid) {
-  const Json& processes = context_.data.field("processes");
-  auto it = processes.find(std::to_string(pid));
-  if (it == processes.end() || it->is_null()) return nullptr;
-  return &*it;
+const Process* SimKernel::processEntry(int32_t pid) {
+  auto it = context_.state.processes.find(pid);
+  if (it == context_.state.processes.end() || !it->second) return nullptr;
+  return &*it->second;
 }
 
 int SimKernel::process(int32_t pid, void* buffer, size_t* length) {
-  const Json* entry = processEntry(pid);
+  const Process* entry = processEntry(pid);
   if (!entry) return Fail(ESRCH);
   KernelProcessRecord record;
   record.pid = pid;
-  if (entry->value("lp64", true)) record.flags |= kProcessFlag64BitAddressSpace;
+  if (entry->lp64) record.flags |= kProcessFlag64BitAddressSpace;
   return answer(&record, sizeof record, buffer, length);
 }
 
 int SimKernel::supplemental(unsigned index, void* buffer, size_t* length) {
-  const Json& interfaces = context_.data.field("interfaces");
+  const auto& interfaces = context_.state.interfaces;
   if (index == 0 || index > interfaces.size()) return Fail(ENXIO);
-  const Json& counters = interfaces[index - 1].value("counters", Json::object());
-  if (counters.value("fail", false)) return Fail(EIO);
+  const Interface& interface = interfaces[index - 1];
+  if (interface.failing) return Fail(EIO);
   std::vector<uint8_t> data(kInterfaceSupplementalSize, 0);
-  for (const auto& [name, value] : counters.items()) {
-    auto i = PacketCounterIndex(name);
-    if (!i) continue;
-    uint64_t v = value.get<uint64_t>();
-    std::memcpy(data.data() + kPacketStatisticsOffset + *i * sizeof v, &v, sizeof v);
-  }
+  std::memcpy(data.data() + kPacketStatisticsOffset, interface.counters.data(),
+              sizeof interface.counters);
   return answer(data.data(), data.size(), buffer, length);
 }
 
@@ -84,62 +77,54 @@ int SimKernel::sysctl(std::span<const int> name, void* buffer, size_t* length) {
 }
 
 int SimKernel::sysctlByName(std::string_view name, void* buffer, size_t* length) {
-  const char* field = name == "hw.machine"        ? "machine"
-                      : name == "kern.wakereason" ? "wake_reason"
-                                                  : nullptr;
-  if (!field) return Fail(ENOENT);
-  const Json& value = context_.data.field(field);
-  if (value.is_null()) return Fail(ENOENT);
-  const std::string& text = value.get_ref<const std::string&>();
-  return answer(text.c_str(), text.size() + 1, buffer, length);
+  const std::string* text = nullptr;
+  if (name == "hw.machine") text = &context_.state.machine;
+  if (name == "kern.wakereason" && context_.state.wakeReason) text = &*context_.state.wakeReason;
+  if (!text) return Fail(ENOENT);
+  return answer(text->c_str(), text->size() + 1, buffer, length);
 }
 
 int SimKernel::processResourceUsage(int32_t pid, int flavor, ResourceUsageV0* out) {
-  const Json* entry = processEntry(pid);
+  const Process* entry = processEntry(pid);
   if (!entry || flavor != kResourceUsageVersion0 || !out) return Fail(ESRCH);
   *out = ResourceUsageV0{};
-  if (auto uuid = Uuid::parse(entry->value("uuid", ""))) {
-    std::memcpy(out->uuid, uuid->bytes.data(), sizeof out->uuid);
-  }
+  std::memcpy(out->uuid, entry->uuid.bytes.data(), sizeof out->uuid);
   return 0;
 }
 
 Status SimKernel::multiUserMode(bool* multiUser) {
-  *multiUser = context_.data.field("multi_user").get<bool>();
+  *multiUser = context_.state.multiUser;
   return Status::OK();
 }
 
 Status SimKernel::interfaceAddresses(std::vector<InterfaceAddress>* out) {
-  std::vector<InterfaceAddress>& list = *out;
-  list.clear();
-  for (const Json& i : context_.data.field("interfaces")) {
+  out->clear();
+  for (const Interface& interface : context_.state.interfaces) {
     InterfaceAddress address;
-    address.name = i["name"].get<std::string>();
+    address.name = interface.name;
     address.hasAddress = true;
     address.hasData = true;
-    address.flags = i.value("loopback", false) ? kInterfaceFlagLoopback : 0;
-    address.family = i.value("family", kAddressFamilyLink);
-    list.push_back(std::move(address));
+    address.flags = interface.loopback ? kInterfaceFlagLoopback : 0;
+    address.family = interface.family;
+    out->push_back(std::move(address));
   }
   return Status::OK();
 }
 
 unsigned SimKernel::interfaceIndex(const std::string& name) {
-  const Json& interfaces = context_.data.field("interfaces");
+  const auto& interfaces = context_.state.interfaces;
   for (size_t i = 0; i < interfaces.size(); ++i) {
-    if (interfaces[i]["name"] == name) return static_cast<unsigned>(i + 1);
+    if (interfaces[i].name == name) return static_cast<unsigned>(i + 1);
   }
   return 0;
 }
 
 int32_t SimKernel::processId() { return static_cast<int32_t>(::getpid()); }
 
-bool SimKernel::changeCounters(const std::string& name, const Json& counters) {
-  for (Json& i : context_.data.mutableJson()["interfaces"]) {
-    if (i["name"] != name) continue;
-    Json& current = i["counters"];
-    if (!current.is_object()) current = Json::object();
-    for (const auto& [counter, value] : counters.items()) current[counter] = value;
+bool SimKernel::changeCounters(const std::string& name, const CounterChanges& changes) {
+  for (Interface& interface : context_.state.interfaces) {
+    if (interface.name != name) continue;
+    changes.applyTo(interface);
     return true;
   }
   return false;

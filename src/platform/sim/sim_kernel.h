@@ -19,16 +19,15 @@ class SimKernel : public platform::Kernel {
   unsigned interfaceIndex(const std::string& name) override;
   int32_t processId() override;
 
-  // Sets counters of interface name (absolute values, or {"fail": true}); false for an unknown
-  // interface.
-  bool changeCounters(const std::string& name, const Json& counters);
+  // Changes the counters of interface name; false for an unknown interface.
+  bool changeCounters(const std::string& name, const CounterChanges& changes);
 
  private:
   // Copies bytes into the caller's buffer with the kernel's size rules.
   int answer(const void* bytes, size_t size, void* buffer, size_t* length);
   int process(int32_t pid, void* buffer, size_t* length);
   int supplemental(unsigned index, void* buffer, size_t* length);
-  const Json* processEntry(int32_t pid);
+  const Process* processEntry(int32_t pid);
 
   SimContext context_;
 };

@@ -50,9 +50,7 @@ Status SimNamedNotifications::getState(int32_t token, uint64_t* state) {
   return Status::OK();
 }
 
-int64_t SimNamedNotifications::thermalLevel() {
-  return context_.data.field("thermal_level").get<int64_t>();
-}
+int64_t SimNamedNotifications::thermalLevel() { return context_.state.thermalLevel; }
 
 void SimNamedNotifications::post(const std::string& name) {
   for (const auto& [token, registration] : active_) {

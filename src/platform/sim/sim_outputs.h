@@ -1,10 +1,11 @@
-// SimOutputs: everything the module sends out of the simulated device, stamped with virtual time.
+// SimOutputs: everything the module sends out of the simulated device, stamped with virtual time
+// and handed to sinks.
 #pragma once
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/ipc.h"
@@ -13,7 +14,8 @@
 
 namespace tl::sim {
 
-// Receives each output as it happens; at is seconds since the trace's start.
+// Receives each output as it happens; at is seconds since the trace's start. Every argument is
+// only valid during the call.
 class OutputSink {
  public:
   virtual ~OutputSink() = default;
@@ -27,42 +29,16 @@ class OutputSink {
   virtual void simCrash(double at, uint32_t code, const std::string& reason) {}
 };
 
-// Plays the statistics daemon's client and the system log for the simulated device: it keeps
-// every output for inspection and hands it to the sink, if any.
+// Plays the statistics daemon's client and the system log for the simulated device, and takes
+// the device's IPC messages, power acknowledgements and crash reports. It keeps nothing: each
+// output goes to the sinks, in the order they were added, and is gone.
 class SimOutputs : public platform::StatisticsClient, public platform::SystemLog {
  public:
-  struct Scalar {
-    double at;
-    std::string key;
-    int64_t value;
-  };
-  struct Distribution {
-    double at;
-    std::string key;
-    double value;
-  };
-  struct Batch {
-    double at;
-    std::optional<platform::KeyValues> first;
-    std::optional<platform::KeyValues> second;
-  };
-  struct Line {
-    double at;
-    std::string text;
-  };
-  struct Message {
-    double at;
-    std::string service;
-    platform::WispRef message;
-  };
-  struct Crash {
-    double at;
-    uint32_t code;
-    std::string reason;
-  };
-
   explicit SimOutputs(std::function<double()> clock) : clock_(std::move(clock)) {}
-  void setSink(OutputSink* sink) { sink_ = sink; }
+
+  // A sink must stay alive until it is removed.
+  void addSink(OutputSink& sink) { sinks_.push_back(&sink); }
+  void removeSink(OutputSink& sink);
 
   // StatisticsClient.
   void addValueForScalarKey(std::string_view key, int64_t value) override;
@@ -75,27 +51,16 @@ class SimOutputs : public platform::StatisticsClient, public platform::SystemLog
   void powerAck(intptr_t id);
   void simCrash(uint32_t code, const std::string& reason);
 
-  const std::vector<Scalar>& scalars() const { return scalars_; }
-  const std::vector<Distribution>& distributions() const { return distributions_; }
-  const std::vector<Batch>& batches() const { return batches_; }
-  const std::vector<Line>& logs() const { return logs_; }
-  const std::vector<Message>& messages() const { return messages_; }
-  const std::vector<intptr_t>& powerAcks() const { return acks_; }
-  const std::vector<Crash>& crashes() const { return crashes_; }
-  // Whether some log line equals text.
-  bool logged(std::string_view text) const;
-  void clear();
-
  private:
+  template <class F>
+  void each(F send) {
+    if (sinks_.empty()) return;
+    const double at = clock_();
+    for (OutputSink* sink : sinks_) send(*sink, at);
+  }
+
   std::function<double()> clock_;
-  OutputSink* sink_ = nullptr;
-  std::vector<Scalar> scalars_;
-  std::vector<Distribution> distributions_;
-  std::vector<Batch> batches_;
-  std::vector<Line> logs_;
-  std::vector<Message> messages_;
-  std::vector<intptr_t> acks_;
-  std::vector<Crash> crashes_;
+  std::vector<OutputSink*> sinks_;
 };
 
 }  // namespace tl::sim

@@ -62,19 +62,17 @@ SimRegistry::SimRegistry(SimContext context)
 SimRegistry::~SimRegistry() = default;
 
 const std::optional<Dictionary>& SimRegistry::propertiesOf(const Entry& entry) const {
-  Converted& converted = entry.battery ? batteryProperties_ : backlightProperties_;
-  if (converted.generation == context_.data.generation()) return converted.properties;
-  converted.generation = context_.data.generation();
-  converted.properties.reset();
-  if (entry.battery) {
-    const Json& battery = context_.data.field("battery");
-    if (!battery.is_null()) converted.properties = *ToValue(battery).dictionary();
-    return converted.properties;
+  if (entry.battery) return context_.state.battery;
+  // The backlight's properties are made from its brightness at every read, as they change.
+  backlightProperties_.reset();
+  if (const auto& backlight = context_.state.backlight) {
+    Dictionary brightness;
+    if (backlight->min) brightness.emplace("min", *backlight->min);
+    if (backlight->max) brightness.emplace("max", *backlight->max);
+    if (backlight->value) brightness.emplace("value", *backlight->value);
+    backlightProperties_ = BacklightProperties(std::move(brightness));
   }
-  const Json& backlight = context_.data.field("backlight");
-  if (backlight.is_null()) return converted.properties;
-  converted.properties = BacklightProperties(*ToValue(backlight).dictionary());
-  return converted.properties;
+  return backlightProperties_;
 }
 
 RegistryEntryRef SimRegistry::matchServiceByClass(const std::string& className) {
@@ -132,9 +130,7 @@ std::optional<Value> SimRegistry::property(const RegistryEntry& entry, const std
   return *v;
 }
 
-float SimRegistry::displayBrightness() {
-  return context_.data.field("brightness_level").get<float>();
-}
+float SimRegistry::displayBrightness() { return context_.state.brightnessLevel; }
 
 SystemPowerConnection SimRegistry::registerForSystemPower(SystemPowerCallback callback) {
   auto port = std::make_unique<Port>();

@@ -66,7 +66,7 @@ class SimRegistry : public platform::DeviceRegistry, public platform::SystemPowe
     const Notifier* notifier;
   };
 
-  // The entry's properties; converted from the device data once per change of it.
+  // The entry's properties as the device state has them now.
   const std::optional<platform::Dictionary>& propertiesOf(const Entry& entry) const;
   void deliver(const std::shared_ptr<Entry>& entry, uint32_t messageType);
 
@@ -76,12 +76,7 @@ class SimRegistry : public platform::DeviceRegistry, public platform::SystemPowe
   std::vector<InterestRecord> interests_;
   std::vector<PowerRecord> power_;
   uint32_t nextConnect_ = 0x2a03;
-  struct Converted {
-    uint64_t generation = UINT64_MAX;
-    std::optional<platform::Dictionary> properties;
-  };
-  mutable Converted batteryProperties_;
-  mutable Converted backlightProperties_;
+  mutable std::optional<platform::Dictionary> backlightProperties_;
 };
 
 }  // namespace tl::sim

@@ -1,23 +1,18 @@
-// OutputWriter: the replay's output lines, and the statistics the host daemon stores.
+// OutputPrinter: the replay's output lines, one JSON object a line in the order things happen.
 #pragma once
 
 #include <cstdio>
-#include <functional>
 #include <nlohmann/json.hpp>
-#include <string>
 
-#include "host/stats_store.h"
 #include "platform/notification_center.h"
-#include "platform/sim/device_data.h"
 #include "platform/sim/sim_outputs.h"
 
 namespace tl::host {
 
-// Writes one JSON object a line, in the order things happen, and plays the statistics daemon:
-// scalar adds and distribution pushes go into the store under the device's local day.
-class OutputWriter : public sim::OutputSink {
+// Integers print without a decimal point, doubles with one; every line starts with its "at".
+class OutputPrinter : public sim::OutputSink {
  public:
-  OutputWriter(std::FILE* out, StatsStore& store, std::function<std::string()> localDay);
+  explicit OutputPrinter(std::FILE* out) : out_(out) {}
 
   void scalar(double at, std::string_view key, int64_t value) override;
   void distribution(double at, std::string_view key, double value) override;
@@ -34,8 +29,6 @@ class OutputWriter : public sim::OutputSink {
   void emit(const nlohmann::ordered_json& line);
 
   std::FILE* out_;
-  StatsStore& store_;
-  std::function<std::string()> localDay_;
 };
 
 // An IPC value as JSON: dictionaries, arrays, integers and strings as such, UUIDs as text.

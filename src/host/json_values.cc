@@ -1,0 +1,67 @@
+// JSON to value and back.
+#include "host/json_values.h"
+
+namespace tl::host {
+
+platform::Value ToValue(const Json& json) {
+  switch (json.type()) {
+    case Json::value_t::null:
+    case Json::value_t::discarded:
+      return {};
+    case Json::value_t::boolean:
+      return json.get<bool>();
+    case Json::value_t::number_integer:
+      return json.get<int64_t>();
+    case Json::value_t::number_unsigned: {
+      uint64_t u = json.get<uint64_t>();
+      if (u <= static_cast<uint64_t>(INT64_MAX)) return static_cast<int64_t>(u);
+      return u;
+    }
+    case Json::value_t::number_float:
+      return json.get<double>();
+    case Json::value_t::string:
+      return json.get<std::string>();
+    case Json::value_t::binary:
+      return platform::Bytes(json.get_binary().begin(), json.get_binary().end());
+    case Json::value_t::array: {
+      platform::Array array;
+      array.reserve(json.size());
+      for (const Json& element : json) array.push_back(ToValue(element));
+      return array;
+    }
+    case Json::value_t::object: {
+      platform::Dictionary dictionary;
+      for (const auto& [key, element] : json.items()) dictionary.emplace(key, ToValue(element));
+      return dictionary;
+    }
+  }
+  return {};
+}
+
+Json ToJson(const platform::Value& value) {
+  using platform::Value;
+  return std::visit(
+      [](const auto& v) -> Json {
+        using T = std::decay_t<decltype(v)>;
+        if constexpr (std::is_same_v<T, std::monostate>) {
+          return nullptr;
+        } else if constexpr (std::is_same_v<T, platform::Bytes>) {
+          return Json::binary(v);
+        } else if constexpr (std::is_same_v<T, platform::Array>) {
+          Json array = Json::array();
+          for (const Value& element : v) array.push_back(ToJson(element));
+          return array;
+        } else if constexpr (std::is_same_v<T, platform::Dictionary>) {
+          Json object = Json::object();
+          for (const auto& [key, element] : v) object[key] = ToJson(element);
+          return object;
+        } else if constexpr (std::is_same_v<T, std::shared_ptr<const platform::Object>>) {
+          return v ? ToJson(v->describe()) : Json();
+        } else {
+          return v;
+        }
+      },
+      value.storage());
+}
+
+}  // namespace tl::host

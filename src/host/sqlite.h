@@ -1,0 +1,58 @@
+// Database and Statement: SQLite connections and prepared statements owned by RAII handles.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace tl::host {
+
+// A prepared statement; finalized on destruction. Failures throw std::runtime_error naming the
+// database's error.
+class Statement {
+ public:
+  Statement(sqlite3* db, const char* sql);
+
+  Statement& bind(int index, std::string_view text);
+  Statement& bind(int index, int64_t value);
+  Statement& bind(int index, double value);
+  // Runs a statement that returns no rows, then resets it for the next use.
+  void run();
+  // Steps to the next row; false when there is none (and resets the statement).
+  bool row();
+
+  int columnType(int column) { return sqlite3_column_type(statement_.get(), column); }
+  int64_t columnInt64(int column) { return sqlite3_column_int64(statement_.get(), column); }
+  double columnDouble(int column) { return sqlite3_column_double(statement_.get(), column); }
+  std::string columnText(int column);
+
+ private:
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+  };
+  sqlite3* db_;
+  std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+};
+
+// An open SQLite database; closed on destruction.
+class Database {
+ public:
+  // Opens (creating if needed) the database at path, with write-ahead logging; throws
+  // std::runtime_error on failure.
+  explicit Database(const std::string& path);
+
+  void exec(const char* sql);
+  Statement prepare(const char* sql) { return Statement(db_.get(), sql); }
+  int64_t lastInsertRowid() { return sqlite3_last_insert_rowid(db_.get()); }
+
+ private:
+  struct Close {
+    void operator()(sqlite3* db) const { sqlite3_close(db); }
+  };
+  std::unique_ptr<sqlite3, Close> db_;
+};
+
+}  // namespace tl::host

@@ -1,0 +1,86 @@
+// TraceReader: one line at a time, with its checks.
+#include "host/trace_reader.h"
+
+#include <sys/types.h>
+
+#include <cmath>
+#include <cstdlib>
+
+#include "host/trace_format.h"
+
+namespace tl::host {
+
+namespace {
+
+// The step of one line, or what is wrong with it.
+std::optional<std::string> ParseStep(const Json& object, TraceStep& step) {
+  auto at = object.find("at");
+  if (at == object.end()) return "missing \"at\"";
+  if (!at->is_number() || !std::isfinite(at->get<double>()) || at->get<double>() < 0) {
+    return "\"at\" must be a non-negative number of seconds";
+  }
+  if (object.size() != 2) return "a line holds \"at\" and exactly one action";
+  for (const auto& [key, value] : object.items()) {
+    if (key == "at") continue;
+    const Action* action = FindAction(key);
+    if (!action) return "unknown action \"" + key + "\"";
+    if (auto error = action->parse(value, &step.apply)) return "action \"" + key + "\": " + *error;
+    step.action = key;
+  }
+  step.atNanoseconds = std::llround(at->get<double>() * 1e9);
+  return std::nullopt;
+}
+
+}  // namespace
+
+TraceReader::TraceReader(const std::string& path, const TracePosition& from)
+    : file_(std::fopen(path.c_str(), "re")), position_(from) {
+  if (file_ && ::fseeko(file_, from.offset, SEEK_SET) != 0) {
+    std::fclose(file_);
+    file_ = nullptr;
+  }
+}
+
+TraceReader::~TraceReader() {
+  if (file_) std::fclose(file_);
+  std::free(buffer_);
+}
+
+TraceReader::Next TraceReader::next(TraceStep* step, sim::DeviceFields* device,
+                                    std::string* error) {
+  while (true) {
+    const ssize_t read = ::getline(&buffer_, &capacity_, file_);
+    if (read < 0) return Next::kEnd;
+    const int line = ++position_.line;
+    auto fail = [&](const std::string& what) {
+      *error = "line " + std::to_string(line) + ": " + what;
+      return Next::kError;
+    };
+    std::string_view text(buffer_, static_cast<size_t>(read));
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    if (text.find_first_not_of(" \t\r") == std::string_view::npos) {
+      position_.offset += read;
+      continue;
+    }
+    Json object = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+    if (object.is_discarded()) return fail("not valid JSON");
+    if (!object.is_object()) return fail("a line must be a JSON object");
+    if (object.contains("device")) {
+      if (line != 1) return fail("the device may only be described on line 1");
+      if (object.size() != 1) return fail("the device line holds only \"device\"");
+      if (auto bad = ParseDeviceFields(object["device"], device)) return fail(*bad);
+      position_.offset += read;
+      return Next::kDevice;
+    }
+    TraceStep parsed;
+    parsed.line = line;
+    if (auto bad = ParseStep(object, parsed)) return fail(*bad);
+    if (parsed.atNanoseconds < position_.lastAtNanoseconds) return fail("\"at\" goes back in time");
+    position_.lastAtNanoseconds = parsed.atNanoseconds;
+    position_.offset += read;
+    *step = std::move(parsed);
+    return Next::kStep;
+  }
+}
+
+}  // namespace tl::host
