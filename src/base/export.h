@@ -6,4 +6,8 @@
    map, are visible to the daemon. */
 #define TL_EXPORT __attribute__((visibility("default")))
 
+/* For declarations of the module's own globals in headers: an extern declaration is not hidden by
+   the build's default, and a global that may be preempted is reached through an extra load. */
+#define TL_HIDDEN __attribute__((visibility("hidden")))
+
 #endif /* TALLYLINE_BASE_EXPORT_H_ */

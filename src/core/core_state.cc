@@ -1,15 +1,9 @@
-// The core's process-wide state.
+// The holder of the registrations kept for the process.
 #include "core/core_state.h"
-
-#include "base/no_destructor.h"
-#include "core/tl_event_listener.h"
 
 namespace tl::core {
 
-CoreState& Core() {
-  static NoDestructor<CoreState> state;
-  return *state;
-}
+constinit Immortal<CoreState> g_core;
 
 void KeepForProcess(std::unique_ptr<platform::Registration> registration) {
   if (!registration) return;

@@ -9,14 +9,18 @@
 #include <string>
 #include <vector>
 
+#include "base/export.h"
+#include "base/immortal.h"
+#include "core/tl_event_listener.h"
 #include "platform/registration.h"
-
-class TLEventListener;
 
 namespace tl::core {
 
 // One per process, never torn down: the module lives as long as the daemon's process.
 struct CoreState {
+  // Seconds per tick of the monotonic clock, 0 until first computed; a race computes it twice.
+  // First, so that the tick conversion reads it at the object's own address.
+  std::atomic<double> secondsPerTick{0.0};
   // The hub, empty until the entry has run; it doubles as the entry's run-once guard.
   std::unique_ptr<TLEventListener> hub;
   // The thermal registration is made once per process, whatever the number of hubs.
@@ -30,15 +34,14 @@ struct CoreState {
   // not kept, so that the next call looks again.
   std::atomic<const char*> containerPath{nullptr};
   std::string containerPathText;
-  // Seconds per tick of the monotonic clock, 0 until first computed; a race computes it twice.
-  std::atomic<double> secondsPerTick{0.0};
   // Registrations made once and never cancelled: the thermal level, the session listener's
   // named notifications and schedule, the battery interest, low-power mode, the daily timers.
   std::mutex keptLock;
   std::vector<std::unique_ptr<platform::Registration>> kept;
 };
 
-CoreState& Core();
+extern TL_HIDDEN constinit Immortal<CoreState> g_core;
+inline CoreState& Core() { return g_core.value; }
 
 // Keeps registration for the rest of the process; it is never cancelled.
 void KeepForProcess(std::unique_ptr<platform::Registration> registration);

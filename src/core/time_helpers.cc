@@ -3,15 +3,23 @@
 #include "core/tallyline_module.h"
 #include "platform/platform.h"
 
+namespace {
+
+// Kept out of line, so that the conversion itself stays a handful of instructions.
+[[gnu::noinline]] double SecondsPerTick() {
+  tl::platform::Timebase timebase = tl::platform::Current().clock().timebase();
+  // Division first, then the scaling, so that the factor rounds the same on every device.
+  const double factor =
+      static_cast<double>(timebase.numer) / static_cast<double>(timebase.denom) * 1e-9;
+  tl::core::Core().secondsPerTick.store(factor, std::memory_order_relaxed);
+  return factor;
+}
+
+}  // namespace
+
 extern "C" double TLMachAbsoluteTimeIntervalToCBTimeInterval(uint64_t interval) {
-  auto& cached = tl::core::Core().secondsPerTick;
-  double factor = cached.load(std::memory_order_relaxed);
-  if (factor == 0.0) {
-    tl::platform::Timebase timebase = tl::platform::Current().clock().timebase();
-    // Division first, then the scaling, so that the factor rounds the same on every device.
-    factor = static_cast<double>(timebase.numer) / static_cast<double>(timebase.denom) * 1e-9;
-    cached.store(factor, std::memory_order_relaxed);
-  }
+  double factor = tl::core::Core().secondsPerTick.load(std::memory_order_relaxed);
+  if (factor == 0.0) factor = SecondsPerTick();
   return static_cast<double>(interval) * factor;
 }
 

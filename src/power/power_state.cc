@@ -1,13 +1,8 @@
 // The power side's process-wide state.
 #include "power/power_state.h"
 
-#include "base/no_destructor.h"
-
 namespace tl::power {
 
-PowerState& Power() {
-  static NoDestructor<PowerState> state;
-  return *state;
-}
+constinit Immortal<PowerState> g_power;
 
 }  // namespace tl::power

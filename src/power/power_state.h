@@ -7,6 +7,8 @@
 #include <mutex>
 #include <optional>
 
+#include "base/export.h"
+#include "base/immortal.h"
 #include "platform/dispatch.h"
 
 namespace tl::power {
@@ -40,6 +42,7 @@ struct PowerState {
   bool rangeErrorLogged = false;
 };
 
-PowerState& Power();
+extern TL_HIDDEN constinit Immortal<PowerState> g_power;
+inline PowerState& Power() { return g_power.value; }
 
 }  // namespace tl::power

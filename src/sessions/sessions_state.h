@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "base/export.h"
+#include "base/immortal.h"
 #include "platform/file_system.h"
 
 namespace tl::sessions {
@@ -18,13 +21,15 @@ struct SessionsState {
   // The one variable every named-notification registration of the session listener writes its
   // token into; none is cancelled, so no token is read again.
   int32_t notifyToken = 0;
-  // Record file path -> write handle at its end; each file is opened once and kept open.
-  std::map<std::string, std::unique_ptr<platform::WriteHandle>, std::less<>> openHandles;
+  // Record file path -> write handle at its end, for the two record files; each file is opened
+  // once and kept open.
+  std::vector<std::pair<std::string, std::unique_ptr<platform::WriteHandle>>> openHandles;
   // The last bundle record key given out; starts at 0 with each process and each new bundle
   // record file.
   uint32_t keyCounter = 0;
 };
 
-SessionsState& Sessions();
+extern TL_HIDDEN constinit Immortal<SessionsState> g_sessions;
+inline SessionsState& Sessions() { return g_sessions.value; }
 
 }  // namespace tl::sessions

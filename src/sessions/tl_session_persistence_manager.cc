@@ -1,6 +1,7 @@
 // TLSessionPersistenceManager: appending, reading and truncating the record files.
 #include "sessions/tl_session_persistence_manager.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "platform/device_paths.h"
@@ -17,6 +18,18 @@ static_assert(std::string_view(TLSessionPersistenceManager::kBundleLogPath)
 
 namespace {
 
+using Handles = decltype(tl::sessions::SessionsState::openHandles);
+
+Handles::iterator FindHandle(Handles& handles, std::string_view path) {
+  return std::find_if(handles.begin(), handles.end(),
+                      [&](const auto& entry) { return entry.first == path; });
+}
+
+// Dropping a handle closes it; the next append opens the file anew.
+void DropHandle(Handles& handles, std::string_view path) {
+  std::erase_if(handles, [&](const auto& entry) { return entry.first == path; });
+}
+
 std::string ParentDirectory(const std::string& path) {
   auto slash = path.rfind('/');
   return slash == std::string::npos || slash == 0 ? "/" : path.substr(0, slash);
@@ -29,13 +42,12 @@ uint32_t TLSessionPersistenceManager::uniqueKey() { return ++Sessions().keyCount
 void TLSessionPersistenceManager::truncateEventLogWithBundleLog(bool bundleLog) {
   auto& files = tl::platform::Current().files();
   auto& state = Sessions();
-  // Dropping the handle closes it; the next append opens the new file.
-  state.openHandles.erase(kEventLogPath);
+  DropHandle(state.openHandles, kEventLogPath);
   if (tl::Status removed = files.remove(kEventLogPath); !removed.ok()) {
     TLLog("Couldn't remove %s. Error: %s", kEventLogPath, removed.message().c_str());
   }
   if (!bundleLog) return;
-  state.openHandles.erase(kBundleLogPath);
+  DropHandle(state.openHandles, kBundleLogPath);
   if (tl::Status removed = files.remove(kBundleLogPath); !removed.ok()) {
     TLLog("Couldn't remove %s. Error %s", kBundleLogPath, removed.message().c_str());
   }
@@ -72,9 +84,9 @@ void TLSessionPersistenceManager::saveBundleRecord(std::span<const uint8_t> byte
 void TLSessionPersistenceManager::_saveData(std::span<const uint8_t> bytes,
                                             std::string_view toFileAtLocation) {
   auto& handles = Sessions().openHandles;
-  auto it = handles.find(toFileAtLocation);
+  auto it = FindHandle(handles, toFileAtLocation);
   if (it == handles.end()) {
-    const std::string path(toFileAtLocation);
+    std::string path(toFileAtLocation);
     auto& files = tl::platform::Current().files();
     if (!files.stat(path, nullptr).ok()) {
       std::string directory = ParentDirectory(path);
@@ -91,7 +103,8 @@ void TLSessionPersistenceManager::_saveData(std::span<const uint8_t> bytes,
     std::unique_ptr<tl::platform::WriteHandle> handle;
     if (!files.openForAppending(path, &handle).ok()) return;
     handle->seekToEnd().IgnoreError();  // not looked at: only the write is guarded
-    it = handles.emplace(std::move(path), std::move(handle)).first;
+    handles.emplace_back(std::move(path), std::move(handle));
+    it = std::prev(handles.end());
   }
   // Only the write is guarded: a failed one loses this record and keeps the handle.
   if (tl::Status written = it->second->write(bytes); !written.ok()) {
