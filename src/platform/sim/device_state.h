@@ -23,6 +23,7 @@ struct Backlight {
   std::optional<int64_t> min;
   std::optional<int64_t> max;
   std::optional<int64_t> value;
+  friend bool operator==(const Backlight&, const Backlight&) = default;
 };
 
 // What the kernel answers for a process.

@@ -63,9 +63,13 @@ SimRegistry::~SimRegistry() = default;
 
 const std::optional<Dictionary>& SimRegistry::propertiesOf(const Entry& entry) const {
   if (entry.battery) return context_.state.battery;
-  // The backlight's properties are made from its brightness at every read, as they change.
+  // The backlight's properties are made from its brightness once per change of it, as a real
+  // registry keeps its properties.
+  const std::optional<Backlight>& backlight = context_.state.backlight;
+  if (backlightMadeFrom_ && *backlightMadeFrom_ == backlight) return backlightProperties_;
+  backlightMadeFrom_ = backlight;
   backlightProperties_.reset();
-  if (const auto& backlight = context_.state.backlight) {
+  if (backlight) {
     Dictionary brightness;
     if (backlight->min) brightness.emplace("min", *backlight->min);
     if (backlight->max) brightness.emplace("max", *backlight->max);

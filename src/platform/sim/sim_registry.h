@@ -76,7 +76,9 @@ class SimRegistry : public platform::DeviceRegistry, public platform::SystemPowe
   std::vector<InterestRecord> interests_;
   std::vector<PowerRecord> power_;
   uint32_t nextConnect_ = 0x2a03;
+  // The backlight's properties, and the brightness they were made from (empty until made).
   mutable std::optional<platform::Dictionary> backlightProperties_;
+  mutable std::optional<std::optional<Backlight>> backlightMadeFrom_;
 };
 
 }  // namespace tl::sim
