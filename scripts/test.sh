@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs every test. With --sanitize, under AddressSanitizer and
-# UndefinedBehaviorSanitizer in a build directory of its own.
+# Checks formatting, builds and runs every test, then runs clang-tidy. With --sanitize, the tests
+# run under AddressSanitizer and UndefinedBehaviorSanitizer in a build directory of its own.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -17,3 +17,6 @@ cmake -S . -B "$build" "${flags[@]}" >/dev/null
 [ "$build" = build ] && cmake --build "$build" --target check-format
 cmake --build "$build" -j "$(nproc)"
 ctest --test-dir "$build" -j "$(nproc)" --output-on-failure
+# clang-tidy's checks of real faults, once, on the ordinary build.
+[ "$build" = build ] && cmake --build "$build" --target lint
+exit 0

@@ -94,9 +94,12 @@ EQAggregateLogger::EQAggregateLogger() : baseStates_(kBaseStates) {
       {EQBatteryStatusDidChangeNotification, &EQAggregateLogger::handleBatteryStatus},
       {EQLPMStatusDidChangeNotification, &EQAggregateLogger::handleLPMStatus},
   };
-  for (const auto& [name, handler] : observed) {
+  observers_.reserve(std::size(observed));
+  for (const auto& entry : observed) {
     observers_.push_back(center.addObserver(
-        name, [this, handler](const tl::platform::Notification& n) { (this->*handler)(n); }));
+        entry.first, [this, handler = entry.second](const tl::platform::Notification& n) {
+          (this->*handler)(n);
+        }));
   }
 }
 

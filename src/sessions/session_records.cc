@@ -67,13 +67,14 @@ std::optional<json> TLBundleSession::recordArray() const {
 void TLBundleSession::persistBundleRecord() const {
   auto record = recordArray();
   if (!record) return;
-  auto line = tl::sessions::FormatBundleRecord(*record);
+  const std::optional<std::string> line = tl::sessions::FormatBundleRecord(*record);
   if (!line) {
     TLLog("Error serializing %s", description().c_str());
     return;
   }
+  const std::string& text = *line;
   TLSessionPersistenceManager::saveBundleRecord(
-      {reinterpret_cast<const uint8_t*>(line->data()), line->size()});
+      {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
 }
 
 std::shared_ptr<TLBundleSession> TLBundleSession::initWithRecordArray(const json& array) {
