@@ -17,8 +17,24 @@
 
 namespace tl::platform {
 
-// One device. Each role documents the queue it calls back on; every role may be called from any
-// queue.
+// One device. A device implements every role below; the simulated device (platform/sim) is the
+// reference for what each answers.
+//
+// - Calls: every role may be called from any queue. A call that can fail returns a Status (its
+//   code from the role's own domain: errno for files, the registry's return codes, the
+//   notification system's statuses); the few that keep a system call's own contract (sysctl,
+//   resource usage, interface index, container lookup) say so where they are declared.
+// - Callbacks: each registration names the queue its callbacks run on, and returns a
+//   Registration; destroying it cancels the registration. A device must not call back after
+//   that, and must not call back on a queue other than the one named.
+// - Device facts that the module and every device share live beside the roles: the battery
+//   class and message codes (device_registry.h), the backlight service and its brightness
+//   (backlight.h), the battery-saver and thermal notification names (named_notifications.h),
+//   the packet counters (packet_counters.h) and the device's fixed directories
+//   (device_paths.h). A device delivers exactly these names, codes and layouts; a device whose
+//   system has other sources adapts them to these.
+// - Values: property dictionaries are Values; numbers keep their kind (an integer property is
+//   an integer), as the module's conversions depend on it.
 class Platform {
  public:
   virtual ~Platform() = default;
