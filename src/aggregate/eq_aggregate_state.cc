@@ -1,6 +1,8 @@
 // EQAggregateState: accumulators, composite sums, and the table of composite states.
 #include "aggregate/eq_aggregate_state.h"
 
+#include "base/no_destructor.h"
+
 EQStateSet EQStateSet::of(std::initializer_list<uint32_t> indices) {
   EQStateSet set;
   for (uint32_t i : indices) set.bits |= 1u << i;
@@ -46,18 +48,21 @@ void EQAggregateState::updateCompositeStateWithBaseStates(
 const std::vector<EQCompositeDefinition>& EQCompositeStates() {
   // The screen states count only awake base states, and there is no unplugged charging state
   // nor any plugged-in low-power-mode state: both are part of the design.
-  static const std::vector<EQCompositeDefinition> states = {
-      {"unplugged", EQStateSet::of({0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30})},
-      {"unplugged_asleep", EQStateSet::of({0, 4, 8, 12, 16, 20, 24, 28})},
-      {"unplugged_awake", EQStateSet::of({2, 6, 10, 14, 18, 22, 26, 30})},
-      {"unplugged_screen_on", EQStateSet::of({6, 14, 22, 30})},
-      {"unplugged_screen_off", EQStateSet::of({2, 10, 18, 26})},
-      {"unplugged_lpm_on", EQStateSet::of({16, 18, 20, 22, 24, 26, 28, 30})},
-      {"unplugged_lpm_off", EQStateSet::of({0, 2, 4, 6, 8, 10, 12, 14})},
-      {"pluggedin", EQStateSet::of({1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31})},
-      {"pluggedin_charging", EQStateSet::of({9, 11, 13, 15, 25, 27, 29, 31})},
-      {"pluggedin_screen_on", EQStateSet::of({7, 15, 23, 31})},
-      {"pluggedin_screen_off", EQStateSet::of({3, 11, 19, 27})},
-  };
-  return states;
+  static const tl::NoDestructor<std::vector<EQCompositeDefinition>> states(
+      std::vector<EQCompositeDefinition>{
+          {"unplugged",
+           EQStateSet::of({0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30})},
+          {"unplugged_asleep", EQStateSet::of({0, 4, 8, 12, 16, 20, 24, 28})},
+          {"unplugged_awake", EQStateSet::of({2, 6, 10, 14, 18, 22, 26, 30})},
+          {"unplugged_screen_on", EQStateSet::of({6, 14, 22, 30})},
+          {"unplugged_screen_off", EQStateSet::of({2, 10, 18, 26})},
+          {"unplugged_lpm_on", EQStateSet::of({16, 18, 20, 22, 24, 26, 28, 30})},
+          {"unplugged_lpm_off", EQStateSet::of({0, 2, 4, 6, 8, 10, 12, 14})},
+          {"pluggedin",
+           EQStateSet::of({1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31})},
+          {"pluggedin_charging", EQStateSet::of({9, 11, 13, 15, 25, 27, 29, 31})},
+          {"pluggedin_screen_on", EQStateSet::of({7, 15, 23, 31})},
+          {"pluggedin_screen_off", EQStateSet::of({3, 11, 19, 27})},
+      });
+  return *states;
 }

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "aggregate/eq_aggregate_logger.h"
+#include "base/no_destructor.h"
 #include "platform/platform.h"
 #include "power/eq_notifications.h"
 
@@ -27,12 +28,12 @@ struct EnergyKeys {
         energyRaw("com.veltro.power.state." + name + ".energyRaw") {}
 };
 const EnergyKeys& On24hr() {
-  static const EnergyKeys keys("unplugged_lpm_on_24hr");
-  return keys;
+  static const tl::NoDestructor<EnergyKeys> keys("unplugged_lpm_on_24hr");
+  return *keys;
 }
 const EnergyKeys& Off24hr() {
-  static const EnergyKeys keys("unplugged_lpm_off_24hr");
-  return keys;
+  static const tl::NoDestructor<EnergyKeys> keys("unplugged_lpm_off_24hr");
+  return *keys;
 }
 
 void SetEnergies(KeyValues& keys, const EnergyKeys& names, const EQAggregateState& state) {

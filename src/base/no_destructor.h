@@ -7,7 +7,8 @@
 namespace tl {
 
 // The module lives as long as the process; its objects must not be destroyed by exit-time
-// destructors while the host's platform they use is already gone.
+// destructors while the host's platform they use is already gone. For tables built on first use
+// (a function-local static); process-wide state read on hot paths is Immortal instead.
 template <class T>
 class NoDestructor {
  public:
@@ -21,6 +22,9 @@ class NoDestructor {
   T& operator*() { return *get(); }
   T* operator->() { return get(); }
   T* get() { return std::launder(reinterpret_cast<T*>(storage_)); }
+  const T& operator*() const { return *get(); }
+  const T* operator->() const { return get(); }
+  const T* get() const { return std::launder(reinterpret_cast<const T*>(storage_)); }
 
  private:
   alignas(T) unsigned char storage_[sizeof(T)];

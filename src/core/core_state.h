@@ -19,7 +19,6 @@ namespace tl::core {
 // One per process, never torn down: the module lives as long as the daemon's process.
 struct CoreState {
   // Seconds per tick of the monotonic clock, 0 until first computed; a race computes it twice.
-  // First, so that the tick conversion reads it at the object's own address.
   std::atomic<double> secondsPerTick{0.0};
   // The hub, empty until the entry has run; it doubles as the entry's run-once guard.
   std::unique_ptr<TLEventListener> hub;
@@ -33,7 +32,7 @@ struct CoreState {
   // TLContainerPath's answer once found (it points into containerPathText); a failed lookup is
   // not kept, so that the next call looks again.
   std::atomic<const char*> containerPath{nullptr};
-  std::string containerPathText;
+  std::unique_ptr<const std::string> containerPathText;
   // Registrations made once and never cancelled: the thermal level, the session listener's
   // named notifications and schedule, the battery interest, low-power mode, the daily timers.
   std::mutex keptLock;

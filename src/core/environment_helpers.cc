@@ -48,7 +48,7 @@ extern "C" const char* TLContainerPath(void) {
     TLLog("Error getting system group container: %llu", static_cast<unsigned long long>(error));
     return core.containerPath.load(std::memory_order_relaxed);
   }
-  core.containerPathText = std::move(*path);
-  core.containerPath.store(core.containerPathText.c_str(), std::memory_order_relaxed);
-  return core.containerPathText.c_str();
+  core.containerPathText = std::make_unique<const std::string>(std::move(*path));
+  core.containerPath.store(core.containerPathText->c_str(), std::memory_order_relaxed);
+  return core.containerPathText->c_str();
 }

@@ -26,6 +26,14 @@ class FaultyWriteHandle : public WriteHandle {
   std::unique_ptr<WriteHandle> base_;
 };
 
+// A handle that the wrapped file system opened for path, made to fail as the faults say.
+Status Wrapped(const FaultyFileSystem& fs, const std::string& path, Status opened,
+               std::unique_ptr<WriteHandle> base, std::unique_ptr<WriteHandle>* out) {
+  if (!opened.ok()) return opened;
+  *out = std::make_unique<FaultyWriteHandle>(fs, path, std::move(base));
+  return Status::OK();
+}
+
 }  // namespace
 
 void FaultyFileSystem::setFault(Fault fault, bool on, std::string pathPrefix) {
@@ -59,11 +67,8 @@ Status FaultyFileSystem::openForAppending(const std::string& path,
     return Status::FromErrno(EACCES);
   }
   std::unique_ptr<WriteHandle> base;
-  if (Status opened = FileSystemWrapper::openForAppending(path, &base); !opened.ok()) {
-    return opened;
-  }
-  *out = std::make_unique<FaultyWriteHandle>(*this, path, std::move(base));
-  return Status::OK();
+  Status opened = FileSystemWrapper::openForAppending(path, &base);
+  return Wrapped(*this, path, std::move(opened), std::move(base), out);
 }
 
 Status FaultyFileSystem::openForReading(const std::string& path, std::unique_ptr<LineReader>* out) {
@@ -95,11 +100,8 @@ Status FaultyFileSystem::createUniqueFile(std::string& pathTemplate,
     return Status::FromErrno(EACCES);
   }
   std::unique_ptr<WriteHandle> base;
-  if (Status made = FileSystemWrapper::createUniqueFile(pathTemplate, &base); !made.ok()) {
-    return made;
-  }
-  *out = std::make_unique<FaultyWriteHandle>(*this, pathTemplate, std::move(base));
-  return Status::OK();
+  Status made = FileSystemWrapper::createUniqueFile(pathTemplate, &base);
+  return Wrapped(*this, pathTemplate, std::move(made), std::move(base), out);
 }
 
 }  // namespace tl::platform

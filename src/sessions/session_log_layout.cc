@@ -30,9 +30,9 @@ SessionLogLayout::SessionLogLayout(const nlohmann::json& first, const nlohmann::
          0);
   head_.append(pretty, 0, firstBreak);
 
-  tail_ = "\n";
+  tail_.push_back('\n');
   tail_.append(pretty, secondBreak);
-  tail_ += '\n';
+  tail_.push_back('\n');
 }
 
 }  // namespace tl::sessions

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/no_destructor.h"
 #include "platform/platform.h"
 #include "sessions/session_records.h"
 #include "sessions/sessions_state.h"
@@ -56,26 +57,30 @@ const char* TextOrNull(const std::optional<std::string>& text) {
 }
 
 const TLBundleSession::NameTable& TLBundleSession::appStateNames() {
-  static const NameTable names = {{0, "unknown"},
-                                  {1, "terminated"},
-                                  {2, "backgroundTaskSuspended"},
-                                  {4, "backgroundRunning"},
-                                  {8, "foregroundRunning"},
-                                  {16, "processServer"},
-                                  {32, "foregroundRunningObscured"}};
-  return names;
+  static const tl::NoDestructor<NameTable> names(NameTable{{0, "unknown"},
+                                                           {1, "terminated"},
+                                                           {2, "backgroundTaskSuspended"},
+                                                           {4, "backgroundRunning"},
+                                                           {8, "foregroundRunning"},
+                                                           {16, "processServer"},
+                                                           {32, "foregroundRunningObscured"}});
+  return *names;
 }
 
 const TLBundleSession::NameTable& TLBundleSession::installTypeNames() {
-  static const NameTable names = {
-      {0, "none"}, {1, "storeDownload"},   {2, "restore"},  {3, "automaticDownload"},
-      {4, "sync"}, {5, "automaticUpdate"}, {6, "migration"}};
-  return names;
+  static const tl::NoDestructor<NameTable> names(NameTable{{0, "none"},
+                                                           {1, "storeDownload"},
+                                                           {2, "restore"},
+                                                           {3, "automaticDownload"},
+                                                           {4, "sync"},
+                                                           {5, "automaticUpdate"},
+                                                           {6, "migration"}});
+  return *names;
 }
 
 const TLBundleSession::NameTable& TLBundleSession::archNames() {
-  static const NameTable names = {{1, "arm-32bit"}, {2, "arm-64bit"}};
-  return names;
+  static const tl::NoDestructor<NameTable> names(NameTable{{1, "arm-32bit"}, {2, "arm-64bit"}});
+  return *names;
 }
 
 void TLBundleSession::setDebug(bool debug) { tl::sessions::Sessions().debugLogging = debug; }
