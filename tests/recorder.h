@@ -11,7 +11,7 @@
 
 namespace tl::testing {
 
-class Recorder : public sim::OutputSink {
+class Recorder : public platform::OutputSink {
  public:
   struct Scalar {
     double at;

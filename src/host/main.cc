@@ -8,6 +8,7 @@
 
 #include "host/daily_reports.h"
 #include "host/replay.h"
+#include "host/run.h"
 #include "host/stats_store.h"
 
 namespace {
@@ -15,6 +16,8 @@ namespace {
 constexpr char kUsage[] =
     "usage:\n"
     "  tallyd replay TRACE [--root DIR] [--db FILE] [--out FILE] [--notifications]\n"
+    "  tallyd run [--db FILE] [--state DIR] [--config FILE]\n"
+    "  tallyd notify NAME [STATE]\n"
     "  tallyd keys --db FILE [PREFIX]\n"
     "  tallyd activated --db FILE\n";
 
@@ -66,6 +69,32 @@ int Main(const std::vector<std::string>& args) {
       if (name == "--notifications") replay.notifications = true;
     }
     return tl::host::Replay(replay);
+  }
+  if (command == "run") {
+    if (!ParseOptions(rest, {"--db", "--state", "--config"}, {}, options, positional) ||
+        !positional.empty()) {
+      return Usage();
+    }
+    tl::host::RunOptions run;
+    for (const auto& [name, value] : options) {
+      if (name == "--db") run.db = value;
+      if (name == "--state") run.state = value;
+      if (name == "--config") run.config = value;
+    }
+    return tl::host::Run(run);
+  }
+  if (command == "notify") {
+    if (!ParseOptions(rest, {}, {}, options, positional) || positional.empty() ||
+        positional.size() > 2) {
+      return Usage();
+    }
+    uint64_t state = 0;
+    if (positional.size() == 2) {
+      char* end = nullptr;
+      state = std::strtoull(positional[1].c_str(), &end, 10);
+      if (positional[1].empty() || *end != '\0' || positional[1][0] == '-') return Usage();
+    }
+    return tl::host::Notify(positional[0], state);
   }
   if (command == "keys") {
     if (!ParseOptions(rest, {"--db"}, {}, options, positional) || positional.size() > 1 ||

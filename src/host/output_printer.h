@@ -5,12 +5,12 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/notification_center.h"
-#include "platform/sim/sim_outputs.h"
+#include "platform/output_sink.h"
 
 namespace tl::host {
 
 // Integers print without a decimal point, doubles with one; every line starts with its "at".
-class OutputPrinter : public sim::OutputSink {
+class OutputPrinter : public platform::OutputSink {
  public:
   explicit OutputPrinter(std::FILE* out) : out_(out) {}
 

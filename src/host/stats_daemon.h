@@ -7,7 +7,7 @@
 
 #include "host/daily_reports.h"
 #include "host/stats_store.h"
-#include "platform/sim/sim_outputs.h"
+#include "platform/output_sink.h"
 
 namespace tl::host {
 
@@ -16,7 +16,7 @@ inline constexpr char kDailyReportService[] = "com.veltro.tallyd.tldaily";
 
 // A scalar add adds to the key's value of the local day, a distribution push records a sample,
 // and a batch adds its first dictionary as scalars and samples its second.
-class StatsDaemon : public sim::OutputSink {
+class StatsDaemon : public platform::OutputSink {
  public:
   // localDay gives the device's local day ("YYYY-MM-DD") at the time of each output.
   StatsDaemon(StatsStore& store, DailyReports& reports, std::function<std::string()> localDay)

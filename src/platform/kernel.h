@@ -60,6 +60,10 @@ inline constexpr uint32_t kInterfaceFlagLoopback = 0x8;
 // interfaceIndex gives 0 for an unknown name. The other queries report failure as a status.
 class Kernel {
  public:
+  // How a sysctl answers with bytes, for devices: for a null buffer the size needed in *length;
+  // else the bytes, or ENOMEM with as many as fit when the buffer is short.
+  static int SysctlAnswer(const void* bytes, size_t size, void* buffer, size_t* length);
+
   virtual ~Kernel() = default;
   virtual int sysctl(std::span<const int> name, void* buffer, size_t* length) = 0;
   virtual int sysctlByName(std::string_view name, void* buffer, size_t* length) = 0;

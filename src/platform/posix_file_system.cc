@@ -62,13 +62,13 @@ class StreamLineReader : public LineReader {
 }  // namespace
 
 PosixFileSystem::PosixFileSystem(std::string root, std::string temporaryDirectory)
-    : root_(std::move(root)), temporaryDirectory_(std::move(temporaryDirectory)) {
-  while (!root_.empty() && root_.back() == '/') root_.pop_back();
-}
+    : PosixFileSystem(PathMap::Root(std::move(root)), std::move(temporaryDirectory)) {}
+
+PosixFileSystem::PosixFileSystem(PathMap map, std::string temporaryDirectory)
+    : map_(std::move(map)), temporaryDirectory_(std::move(temporaryDirectory)) {}
 
 std::string PosixFileSystem::hostPath(const std::string& path) const {
-  if (root_.empty() || path.empty() || path.front() != '/') return path;
-  return root_ + path;
+  return map_.resolve(path).path;
 }
 
 Status PosixFileSystem::stat(const std::string& path, FileInfo* info) {
@@ -81,14 +81,16 @@ Status PosixFileSystem::stat(const std::string& path, FileInfo* info) {
 }
 
 Status PosixFileSystem::createDirectory(const std::string& path, bool intermediates, mode_t mode) {
-  std::string host = hostPath(path);
+  const HostPath resolved = map_.resolve(path);
+  const std::string& host = resolved.path;
+  if (host.empty()) return Status::FromErrno(ENOENT);
   if (!intermediates) {
     if (::mkdir(host.c_str(), mode) != 0) return Errno();
     ::chmod(host.c_str(), mode);
     return Status::OK();
   }
-  // Create each missing component below the root, parents first.
-  size_t start = root_.size() + 1;
+  // Create each missing component below the mapped directory, parents first.
+  size_t start = resolved.base + 1;
   for (size_t slash = host.find('/', start);; slash = host.find('/', slash + 1)) {
     std::string part = host.substr(0, slash);
     if (!part.empty() && ::mkdir(part.c_str(), mode) == 0) {

@@ -4,14 +4,18 @@
 #include <string>
 
 #include "platform/file_system.h"
+#include "platform/path_map.h"
 
 namespace tl::platform {
 
-// Every absolute path the module uses is taken below root, so that a device's fixed paths
-// ("/var/mobile/...") can live in a sandbox. An empty root is the real "/".
+// Every absolute path the module uses is taken through a path map, so that a device's fixed paths
+// ("/var/mobile/...") can live in a sandbox or a state directory.
 class PosixFileSystem : public FileSystem {
  public:
+  // Everything below root; an empty root is the real "/".
   explicit PosixFileSystem(std::string root, std::string temporaryDirectory = "/tmp/");
+  // temporaryDirectory is a device path, ending in "/".
+  PosixFileSystem(PathMap map, std::string temporaryDirectory);
 
   // The host path of a device path.
   std::string hostPath(const std::string& path) const;
@@ -29,7 +33,7 @@ class PosixFileSystem : public FileSystem {
   Status createUniqueFile(std::string& pathTemplate, std::unique_ptr<WriteHandle>* out) override;
 
  private:
-  std::string root_;
+  PathMap map_;
   std::string temporaryDirectory_;
 };
 

@@ -21,21 +21,6 @@ int Fail(int error) {
 }
 }  // namespace
 
-int SimKernel::answer(const void* bytes, size_t size, void* buffer, size_t* length) {
-  if (!length) return Fail(EINVAL);
-  if (!buffer) {
-    *length = size;
-    return 0;
-  }
-  if (*length < size) {
-    std::memcpy(buffer, bytes, *length);
-    return Fail(ENOMEM);
-  }
-  std::memcpy(buffer, bytes, size);
-  *length = size;
-  return 0;
-}
-
 const Process* SimKernel::processEntry(int32_t pid) {
   auto it = context_.state.processes.find(pid);
   if (it == context_.state.processes.end() || !it->second) return nullptr;
@@ -48,7 +33,7 @@ int SimKernel::process(int32_t pid, void* buffer, size_t* length) {
   KernelProcessRecord record;
   record.pid = pid;
   if (entry->lp64) record.flags |= kProcessFlag64BitAddressSpace;
-  return answer(&record, sizeof record, buffer, length);
+  return SysctlAnswer(&record, sizeof record, buffer, length);
 }
 
 int SimKernel::supplemental(unsigned index, void* buffer, size_t* length) {
@@ -59,7 +44,7 @@ int SimKernel::supplemental(unsigned index, void* buffer, size_t* length) {
   std::vector<uint8_t> data(kInterfaceSupplementalSize, 0);
   std::memcpy(data.data() + kPacketStatisticsOffset, interface.counters.data(),
               sizeof interface.counters);
-  return answer(data.data(), data.size(), buffer, length);
+  return SysctlAnswer(data.data(), data.size(), buffer, length);
 }
 
 int SimKernel::sysctl(std::span<const int> name, void* buffer, size_t* length) {
@@ -81,7 +66,7 @@ int SimKernel::sysctlByName(std::string_view name, void* buffer, size_t* length)
   if (name == "hw.machine") text = &context_.state.machine;
   if (name == "kern.wakereason" && context_.state.wakeReason) text = &*context_.state.wakeReason;
   if (!text) return Fail(ENOENT);
-  return answer(text->c_str(), text->size() + 1, buffer, length);
+  return SysctlAnswer(text->c_str(), text->size() + 1, buffer, length);
 }
 
 int SimKernel::processResourceUsage(int32_t pid, int flavor, ResourceUsageV0* out) {

@@ -23,8 +23,6 @@ class SimKernel : public platform::Kernel {
   bool changeCounters(const std::string& name, const CounterChanges& changes);
 
  private:
-  // Copies bytes into the caller's buffer with the kernel's size rules.
-  int answer(const void* bytes, size_t size, void* buffer, size_t* length);
   int process(int32_t pid, void* buffer, size_t* length);
   int supplemental(unsigned index, void* buffer, size_t* length);
   const Process* processEntry(int32_t pid);

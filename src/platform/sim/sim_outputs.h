@@ -9,25 +9,13 @@
 #include <vector>
 
 #include "platform/ipc.h"
+#include "platform/output_sink.h"
 #include "platform/statistics_client.h"
 #include "platform/system_log.h"
 
 namespace tl::sim {
 
-// Receives each output as it happens; at is seconds since the trace's start. Every argument is
-// only valid during the call.
-class OutputSink {
- public:
-  virtual ~OutputSink() = default;
-  virtual void scalar(double at, std::string_view key, int64_t value) {}
-  virtual void distribution(double at, std::string_view key, double value) {}
-  virtual void batch(double at, const platform::KeyValues* first,
-                     const platform::KeyValues* second) {}
-  virtual void log(double at, std::string_view line) {}
-  virtual void ipc(double at, const std::string& service, const platform::WispObject& message) {}
-  virtual void powerAck(double at, intptr_t id) {}
-  virtual void simCrash(double at, uint32_t code, const std::string& reason) {}
-};
+using platform::OutputSink;
 
 // Plays the statistics daemon's client and the system log for the simulated device, and takes
 // the device's IPC messages, power acknowledgements and crash reports. It keeps nothing: each

@@ -1,0 +1,144 @@
+// Run: the resident daemon's start, its store, its daily trigger and its orderly end.
+#include "host/run.h"
+
+#include <signal.h>
+#include <systemd/sd-daemon.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+#include "host/daemon_config.h"
+#include "host/module_loader.h"
+#include "host/stats_daemon.h"
+#include "platform/linux/linux_device.h"
+#include "platform/linux/notify_service.h"
+
+namespace tl::host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kDailyReportTrigger[] = "com.veltro.tallyd.tldaily.logging";
+constexpr double kDay = 86400;
+
+std::string StateHome() {
+  if (const char* state = std::getenv("XDG_STATE_HOME"); state && *state == '/') return state;
+  const char* home = std::getenv("HOME");
+  if (!home || !*home) throw std::runtime_error("neither XDG_STATE_HOME nor HOME is set");
+  return std::string(home) + "/.local/state";
+}
+
+// Each call of the module is one transaction of the store, so that a batch lands whole.
+class TransactionalSink : public platform::OutputSink {
+ public:
+  TransactionalSink(Database& db, StatsDaemon& daemon) : db_(db), daemon_(daemon) {}
+
+  void scalar(double at, std::string_view key, int64_t value) override {
+    inTransaction([&] { daemon_.scalar(at, key, value); });
+  }
+  void distribution(double at, std::string_view key, double value) override {
+    inTransaction([&] { daemon_.distribution(at, key, value); });
+  }
+  void batch(double at, const platform::KeyValues* first,
+             const platform::KeyValues* second) override {
+    inTransaction([&] { daemon_.batch(at, first, second); });
+  }
+  void ipc(double at, const std::string& service, const platform::WispObject& message) override {
+    inTransaction([&] { daemon_.ipc(at, service, message); });
+  }
+
+ private:
+  template <class F>
+  void inTransaction(F write) {
+    db_.exec("BEGIN");
+    try {
+      write();
+    } catch (...) {
+      db_.exec("ROLLBACK");
+      throw;
+    }
+    db_.exec("COMMIT");
+  }
+
+  Database& db_;
+  StatsDaemon& daemon_;
+};
+
+// Blocks the stop signals in every thread, so that only the main thread's wait receives them.
+sigset_t BlockStopSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  return signals;
+}
+
+}  // namespace
+
+int Run(const RunOptions& given) {
+  RunOptions options = given;
+  if (options.state.empty()) options.state = StateHome() + "/tallyd";
+  if (options.db.empty()) options.db = StateHome() + "/tallyd/stats.db";
+  linuxdev::LinuxDeviceOptions device;
+  if (!options.config.empty()) device.settings = ReadDaemonConfig(options.config);
+  fs::create_directories(options.state);
+  device.stateDirectory = fs::canonical(options.state).string();
+  device.services = {kDailyReportService};
+  if (fs::path(options.db).has_parent_path())
+    fs::create_directories(fs::path(options.db).parent_path());
+
+  const sigset_t stopSignals = BlockStopSignals();
+  Database db(options.db);
+  StatsStore store(db);
+  DailyReports reports(db);
+  linuxdev::LinuxDevice* current = nullptr;
+  StatsDaemon daemon(store, reports, [&current] {
+    auto t =
+        current->environment().localTime(static_cast<int64_t>(std::floor(current->clock().now())));
+    char day[16];
+    std::snprintf(day, sizeof day, "%04d-%02d-%02d", t.year, t.month, t.day);
+    return std::string(day);
+  });
+  TransactionalSink sink(db, daemon);
+
+  linuxdev::LinuxDevice machine(std::move(device), sink);
+  current = &machine;
+  for (const std::string& line : machine.findings())
+    std::fprintf(stderr, "tallyd: %s\n", line.c_str());
+  std::fflush(stderr);
+
+  platform::MakeCurrent(&machine);
+  auto eventQueue = machine.dispatch().createSerialQueue("com.veltro.tallyd.events",
+                                                         platform::QualityOfService::kDefault);
+  HostModuleHandle handle(machine, *eventQueue);
+  ModuleLoader module(ModuleLoader::DefaultPath());
+  module.callEntry(handle);
+  // The daemon's own trigger of the daily report.
+  auto daily = machine.dispatch().scheduleRepeatingTimer(
+      *eventQueue, kDay, kDay / 24, [&machine] { machine.post(kDailyReportTrigger, 0); });
+  machine.start();
+  sd_notify(0, "READY=1");
+
+  int signal = 0;
+  while (sigwait(&stopSignals, &signal) != 0) {
+  }
+  sd_notify(0, "STOPPING=1");
+  daily.reset();
+  machine.stop();
+  std::fprintf(stderr, "tallyd: stopped by signal %d; the store is complete\n", signal);
+  return 0;
+}
+
+int Notify(const std::string& name, uint64_t state) {
+  const std::string error = linuxdev::PostToDaemon(name, state);
+  if (error.empty()) return 0;
+  std::fprintf(stderr, "tallyd: cannot post %s: %s\n", name.c_str(), error.c_str());
+  return 1;
+}
+
+}  // namespace tl::host

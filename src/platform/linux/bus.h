@@ -1,0 +1,30 @@
+// Bus: owning handles of sd-bus connections and slots, and opening the system and session buses.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <memory>
+
+namespace tl::linuxdev {
+
+struct BusDeleter {
+  void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
+};
+using BusPtr = std::unique_ptr<sd_bus, BusDeleter>;
+
+struct SlotDeleter {
+  void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
+};
+using SlotPtr = std::unique_ptr<sd_bus_slot, SlotDeleter>;
+
+struct MessageDeleter {
+  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+using MessagePtr = std::unique_ptr<sd_bus_message, MessageDeleter>;
+
+// nullptr when the bus cannot be reached ($DBUS_SYSTEM_BUS_ADDRESS and
+// $DBUS_SESSION_BUS_ADDRESS name other buses, as the tests' private ones).
+BusPtr OpenSystemBus();
+BusPtr OpenSessionBus();
+
+}  // namespace tl::linuxdev
