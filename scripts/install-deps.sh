@@ -3,7 +3,9 @@
 set -euo pipefail
 packages=(g++ cmake make binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
           libsqlite3-dev nlohmann-json3-dev libhowardhinnant-date-dev tzdata valgrind
-          clang-format clang-tidy)
+          clang-format clang-tidy pkg-config libsystemd-dev
+          # the Linux daemon's tests: fake hardware and fake system services on private buses
+          umockdev gir1.2-umockdev-1.0 python3-gi python3-dbus python3-dbusmock dbus)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -1,0 +1,228 @@
+#!/usr/bin/python3
+"""`tallyd run` as a real process on fake hardware (umockdev) with fake system services
+(python-dbusmock's logind and power-profiles-daemon, and a display configuration) on private
+buses. Expected values follow from the documented battery, state and key rules.
+
+Run one case: umockdev-wrapper /usr/bin/python3 daemon_test.py DaemonTest.test_battery_drain
+(the script re-runs itself under umockdev-wrapper when it is not). $TALLYD names the binary.
+"""
+
+import os
+import signal
+import socket
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+if 'umockdev' not in os.environ.get('LD_PRELOAD', ''):
+    os.execvp('umockdev-wrapper', ['umockdev-wrapper', sys.executable] + sys.argv)
+
+import dbus  # noqa: E402
+import dbusmock  # noqa: E402
+import gi  # noqa: E402
+
+gi.require_version('UMockdev', '1.0')
+from gi.repository import UMockdev  # noqa: E402
+
+TALLYD = os.environ.get('TALLYD', 'tallyd')
+LOGIND_IFACE = 'org.freedesktop.login1.Manager'
+PPD_IFACE = 'net.hadess.PowerProfiles'
+MUTTER = 'org.gnome.Mutter.DisplayConfig'
+MUTTER_PATH = '/org/gnome/Mutter/DisplayConfig'
+KEY = 'com.veltro.power.state.'
+
+
+def wait_until(condition, timeout=10.0, what='the condition'):
+    deadline = time.monotonic() + timeout
+    while time.monotonic() < deadline:
+        value = condition()
+        if value:
+            return value
+        time.sleep(0.05)
+    raise AssertionError('timed out waiting for ' + what)
+
+
+class DaemonTest(dbusmock.DBusTestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.start_system_bus()
+        cls.start_session_bus()
+        cls.system = cls.get_dbus(system_bus=True)
+        cls.session = cls.get_dbus(system_bus=False)
+
+    def setUp(self):
+        self.testbed = UMockdev.Testbed.new()
+        self.sys = self.testbed.get_sys_dir()
+        # A phone's battery that reports its charge (µAh, µV, µA, tenths of °C), a mains
+        # adapter, and a raw backlight.
+        self.battery = self.testbed.add_device('power_supply', 'BAT0', None, [
+            'type', 'Battery', 'present', '1', 'status', 'Discharging',
+            'charge_now', '3000000', 'charge_full', '4000000', 'charge_full_design', '4200000',
+            'voltage_now', '3800000', 'voltage_min_design', '3700000', 'current_now', '-500000',
+            'capacity', '75', 'temp', '300', 'cycle_count', '12'], [])
+        self.adapter = self.testbed.add_device('power_supply', 'AC', None,
+                                               ['type', 'Mains', 'online', '0'], [])
+        self.backlight = self.testbed.add_device('backlight', 'panel', None, [
+            'type', 'raw', 'max_brightness', '1000', 'brightness', '500',
+            'actual_brightness', '500'], [])
+
+        self.logind, self.logind_obj = self.spawn_server_template(
+            'logind', {}, stdout=subprocess.DEVNULL)
+        self.ppd, self.ppd_obj = self.spawn_server_template(
+            'power_profiles_daemon', {}, stdout=subprocess.DEVNULL)
+        self.mutter = self.spawn_server(MUTTER, MUTTER_PATH, MUTTER, system_bus=False,
+                                        stdout=subprocess.DEVNULL)
+        self.mutter_obj = self.session.get_object(MUTTER, MUTTER_PATH)
+        self.mutter_obj.AddProperty(MUTTER, 'PowerSaveMode', dbus.Int32(0),
+                                    dbus_interface=dbusmock.MOCK_IFACE)
+
+        self.workdir = tempfile.TemporaryDirectory()
+        self.db = os.path.join(self.workdir.name, 'stats.db')
+        self.daemon = None
+
+    def tearDown(self):
+        if self.daemon and self.daemon.poll() is None:
+            self.daemon.kill()
+            self.daemon.wait()
+        for process in (self.logind, self.ppd, self.mutter):
+            process.terminate()
+            process.wait()
+        self.workdir.cleanup()
+        del self.testbed
+
+    # The daemon, started with a notification socket so that its readiness is seen as systemd
+    # sees it.
+    def start_daemon(self):
+        notify_path = os.path.join(self.workdir.name, 'notify')
+        listener = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        listener.bind(notify_path)
+        listener.settimeout(20)
+        env = dict(os.environ, NOTIFY_SOCKET=notify_path, LANG='C.UTF-8',
+                   UMOCKDEV_DIR=self.testbed.get_root_dir())
+        env.pop('JOURNAL_STREAM', None)
+        self.log = open(os.path.join(self.workdir.name, 'stderr'), 'w+')
+        self.daemon = subprocess.Popen(
+            [TALLYD, 'run', '--db', self.db, '--state', os.path.join(self.workdir.name, 'state')],
+            env=env, stdout=self.log, stderr=subprocess.STDOUT)
+        message = b''
+        while b'READY=1' not in message:
+            message = listener.recv(4096)
+        listener.close()
+        # Events of a later whole second than the start's own commits.
+        time.sleep(1.1)
+
+    def stop_daemon(self):
+        self.daemon.send_signal(signal.SIGTERM)
+        return self.daemon.wait(timeout=20)
+
+    def stderr(self):
+        self.log.flush()
+        with open(self.log.name) as f:
+            return f.read()
+
+    def value(self, key):
+        """The key's value summed over days, or None when the store has none."""
+        with sqlite3.connect(self.db, timeout=10) as db:
+            row = db.execute('SELECT SUM(value) FROM scalars WHERE key = ?', (key,)).fetchone()
+        return row[0]
+
+    def wait_for_value(self, key, expected):
+        wait_until(lambda: self.value(key) == expected, what='%s = %s' % (key, expected))
+
+    def change(self, device, **attributes):
+        for name, value in attributes.items():
+            self.testbed.set_attribute(device, name, str(value))
+        self.testbed.uevent(device, 'change')
+
+    def inhibitors(self):
+        return [tuple(i[:4]) for i in self.logind_obj.ListInhibitors(dbus_interface=LOGIND_IFACE)]
+
+    def test_battery_drain(self):
+        self.start_daemon()
+        self.assertIn('battery: found, reports its charge', self.stderr())
+        # 10 mAh at 3.8 V: 38 mWh drained while unplugged, awake, screen on, low-power mode off.
+        self.change(self.battery, charge_now=2990000)
+        self.wait_for_value(KEY + 'unplugged.energy', 38)
+        for state in ('unplugged_awake', 'unplugged_screen_on', 'unplugged_lpm_off'):
+            self.assertEqual(self.value(KEY + state + '.energy'), 38, state)
+        self.assertEqual(self.value(KEY + 'pluggedin.energy'), 0)
+        self.assertGreaterEqual(self.value(KEY + 'unplugged.duration'), 1)
+        # The adapter comes online: the unplugged composite is left once.
+        self.change(self.adapter, online=1)
+        self.wait_for_value(KEY + 'unplugged.count', 1)
+        self.assertEqual(self.stop_daemon(), 0)
+
+    def test_sleep_and_wake(self):
+        self.start_daemon()
+        self.assertIn(('sleep', 'tallyd'), [i[:2] for i in self.inhibitors()])
+        self.assertEqual(self.inhibitors()[0][3], 'delay')
+        self.assertEqual(self.value(KEY + 'unplugged_awake.count'), 0)
+        self.logind_obj.EmitSignal(LOGIND_IFACE, 'PrepareForSleep', 'b', [True],
+                                   dbus_interface=dbusmock.MOCK_IFACE)
+        # The inhibitor goes only after the module's commit of the sleep is in the store.
+        wait_until(lambda: not self.inhibitors(), what='the inhibitor to be released')
+        self.assertEqual(self.value(KEY + 'unplugged_awake.count'), 1)
+        self.assertEqual(self.value(KEY + 'unplugged_screen_on.count'), 1)
+
+        # Woken by the dock's interrupt.
+        os.makedirs(os.path.join(self.sys, 'power'), exist_ok=True)
+        with open(os.path.join(self.sys, 'power', 'pm_wakeup_irq'), 'w') as f:
+            f.write('45\n')
+        os.makedirs(os.path.join(self.sys, 'kernel', 'irq', '45'), exist_ok=True)
+        with open(os.path.join(self.sys, 'kernel', 'irq', '45', 'actions'), 'w') as f:
+            f.write('dock\n')
+        self.logind_obj.EmitSignal(LOGIND_IFACE, 'PrepareForSleep', 'b', [False],
+                                   dbus_interface=dbusmock.MOCK_IFACE)
+        self.wait_for_value('com.veltro.power.wakecount', 1)
+        self.assertEqual(self.value('com.veltro.power.wake_reasons.dock'), 1)
+        self.assertIsNone(self.value('com.veltro.power.wake_reasons.other'))
+        wait_until(lambda: self.inhibitors(), what='the inhibitor to be taken again')
+        self.assertEqual(self.stop_daemon(), 0)
+
+    def test_low_power_mode(self):
+        self.start_daemon()
+        self.ppd_obj.Set(PPD_IFACE, 'ActiveProfile', 'power-saver',
+                         dbus_interface=dbus.PROPERTIES_IFACE)
+        # 3000 of 4000 mAh: level ceil(7.5) * 10 = 80.
+        self.wait_for_value(KEY + '80.LPM.enable', 1)
+        self.assertEqual(self.value(KEY + 'unplugged_lpm_off.count'), 1)
+        self.ppd_obj.Set(PPD_IFACE, 'ActiveProfile', 'balanced',
+                         dbus_interface=dbus.PROPERTIES_IFACE)
+        self.wait_for_value(KEY + 'unplugged_lpm_on.count', 1)
+        self.assertEqual(self.stop_daemon(), 0)
+
+    def test_backlight_and_display_power(self):
+        self.start_daemon()
+        # Start-up replays the screen coming on once: the screen-off composite was left once.
+        self.assertEqual(self.value(KEY + 'unplugged_screen_off.count'), 1)
+        self.change(self.backlight, brightness=0, actual_brightness=0)
+        self.wait_for_value(KEY + 'unplugged_screen_on.count', 1)
+        self.change(self.backlight, brightness=500, actual_brightness=500)
+        self.wait_for_value(KEY + 'unplugged_screen_off.count', 2)
+        # Blanking changes no backlight attribute; the compositor's power-save mode says it.
+        self.mutter_obj.Set(MUTTER, 'PowerSaveMode', dbus.Int32(3),
+                            dbus_interface=dbus.PROPERTIES_IFACE)
+        self.wait_for_value(KEY + 'unplugged_screen_on.count', 2)
+        self.assertEqual(self.stop_daemon(), 0)
+
+    def test_notify_and_orderly_stop(self):
+        self.start_daemon()
+        env = dict(os.environ)
+        subprocess.run([TALLYD, 'notify', 'com.veltro.session.write'], env=env, check=True)
+        wait_until(lambda: 'writing session log' in self.stderr(), what='the session log')
+        self.change(self.battery, charge_now=2980000)
+        self.wait_for_value(KEY + 'unplugged.energy', 76)
+        self.assertEqual(self.stop_daemon(), 0)
+        self.assertIn('stopped by signal 15', self.stderr())
+        # Everything is in the store once the process is gone; no notify target is left.
+        self.assertEqual(self.value(KEY + 'unplugged.energy'), 76)
+        self.assertNotEqual(
+            subprocess.run([TALLYD, 'notify', 'com.veltro.session.write'], env=env,
+                           stderr=subprocess.DEVNULL).returncode, 0)
+
+
+if __name__ == '__main__':
+    unittest.main(testRunner=unittest.TextTestRunner(stream=sys.stdout, verbosity=2))
