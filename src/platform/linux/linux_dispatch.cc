@@ -81,11 +81,11 @@ namespace {
 class CountingSemaphore : public platform::Semaphore {
  public:
   explicit CountingSemaphore(long value) : value_(value) {}
+  // Notifies under the lock: the waiter may destroy the semaphore as soon as it wakes, and it
+  // cannot wake before the lock is given up.
   void signal() override {
-    {
-      std::lock_guard lock(mutex_);
-      ++value_;
-    }
+    std::lock_guard lock(mutex_);
+    ++value_;
     available_.notify_one();
   }
   void wait() override {
