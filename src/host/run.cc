@@ -52,16 +52,22 @@ class TransactionalSink : public platform::OutputSink {
   }
 
  private:
+  // A store that fails (a full disk) loses that call's values, says so, and the daemon goes on:
+  // the module's queues must not die with it.
   template <class F>
   void inTransaction(F write) {
-    db_.exec("BEGIN");
     try {
-      write();
-    } catch (...) {
-      db_.exec("ROLLBACK");
-      throw;
+      db_.exec("BEGIN");
+      try {
+        write();
+      } catch (...) {
+        db_.exec("ROLLBACK");
+        throw;
+      }
+      db_.exec("COMMIT");
+    } catch (const std::exception& e) {
+      std::fprintf(stderr, "tallyd: cannot store the module's values: %s\n", e.what());
     }
-    db_.exec("COMMIT");
   }
 
   Database& db_;

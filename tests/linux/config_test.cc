@@ -17,7 +17,8 @@ TEST(DaemonConfigTest, MembersDefaultsAndErrors) {
     "poll_seconds": 120
   })",
                                     "tallyd.json");
-  EXPECT_TRUE(platform::Find(settings.preferences["com.veltro.TLSession"], "debug-spew")->boolValue());
+  EXPECT_TRUE(
+      platform::Find(settings.preferences["com.veltro.TLSession"], "debug-spew")->boolValue());
   EXPECT_TRUE(platform::Find(settings.answers, "InternalBuild")->boolValue());
   EXPECT_TRUE(platform::Find(settings.tasking, "SessionScheduleModuloHours")->isInteger());
   EXPECT_TRUE(settings.consent);
@@ -41,7 +42,8 @@ TEST(DaemonConfigTest, MembersDefaultsAndErrors) {
   EXPECT_EQ(error("{\"consnet\": true}"), "bad.json: unknown setting \"consnet\"");
   EXPECT_EQ(error("{\"answers\": [1]}"), "bad.json: answers must be an object");
   EXPECT_EQ(error("{\"preferences\": {\"d\": 3}}"), "bad.json: preferences.d must be an object");
-  EXPECT_EQ(error("{\"poll_seconds\": 0}"), "bad.json: poll_seconds must be a number of at least 1");
+  EXPECT_EQ(error("{\"poll_seconds\": 0}"),
+            "bad.json: poll_seconds must be a number of at least 1");
   EXPECT_EQ(error("{"), "bad.json: not valid JSON");
   EXPECT_EQ(error("[]"), "bad.json: must be a JSON object");
   EXPECT_THROW(ReadDaemonConfig("/nonexistent/tallyd.json"), std::runtime_error);

@@ -98,13 +98,14 @@ TEST(LinuxDispatchTest, NamedNotificationsDeliverStatesAndStopAtCancel) {
   std::atomic<uint64_t> lastState{0};
   std::unique_ptr<platform::NotifyRegistration> registration;
   ASSERT_TRUE(named
-                  .registerDispatch("com.veltro.session.write", *queue,
-                                    [&](int32_t token) {
-                                      uint64_t state = 0;
-                                      if (named.getState(token, &state).ok()) lastState = state;
-                                      ++deliveries;
-                                    },
-                                    &registration)
+                  .registerDispatch(
+                      "com.veltro.session.write", *queue,
+                      [&](int32_t token) {
+                        uint64_t state = 0;
+                        if (named.getState(token, &state).ok()) lastState = state;
+                        ++deliveries;
+                      },
+                      &registration)
                   .ok());
   named.post("com.veltro.session.write", 7);
   named.post("com.veltro.other", 9);
@@ -130,8 +131,9 @@ TEST(LinuxDispatchTest, NamedNotificationsDeliverStatesAndStopAtCancel) {
   std::atomic<int> thermal{0};
   std::unique_ptr<platform::NotifyRegistration> thermalRegistration;
   ASSERT_TRUE(named
-                  .registerDispatch(platform::kThermalLevelNotification, *queue,
-                                    [&](int32_t) { ++thermal; }, &thermalRegistration)
+                  .registerDispatch(
+                      platform::kThermalLevelNotification, *queue, [&](int32_t) { ++thermal; },
+                      &thermalRegistration)
                   .ok());
   named.setThermalLevel(0);
   named.setThermalLevel(2);

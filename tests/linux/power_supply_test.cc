@@ -19,18 +19,18 @@ int64_t Integer(const platform::Dictionary& d, const char* key) {
 }
 
 TEST(PowerSupplyTest, ChargeReportingBatteryInTheModulesUnits) {
-  auto reading = MapPowerSupplies(
-      {Supply("AC", {{"type", "Mains"}, {"online", "1"}}),
-       Supply("BAT0", {{"type", "Battery"},
-                       {"status", "Charging"},
-                       {"charge_now", "1500000"},        // µAh
-                       {"charge_full", "3000000"},
-                       {"charge_full_design", "3100000"},
-                       {"voltage_now", "3912345"},       // µV
-                       {"current_now", "-750000"},       // µA, this driver's sign
-                       {"temp", "315"},                  // tenths of °C
-                       {"cycle_count", "42"}})},
-      1700000000);
+  auto reading =
+      MapPowerSupplies({Supply("AC", {{"type", "Mains"}, {"online", "1"}}),
+                        Supply("BAT0", {{"type", "Battery"},
+                                        {"status", "Charging"},
+                                        {"charge_now", "1500000"},  // µAh
+                                        {"charge_full", "3000000"},
+                                        {"charge_full_design", "3100000"},
+                                        {"voltage_now", "3912345"},  // µV
+                                        {"current_now", "-750000"},  // µA, this driver's sign
+                                        {"temp", "315"},             // tenths of °C
+                                        {"cycle_count", "42"}})},
+                       1700000000);
   ASSERT_TRUE(reading.present);
   EXPECT_TRUE(reading.gasGauge);
   const auto& p = reading.properties;
@@ -95,14 +95,19 @@ TEST(PowerSupplyTest, PercentageOnlyAndPeripheralAndMissingBatteries) {
 }
 
 TEST(PowerSupplyTest, TwoBatteriesMakeOne) {
-  auto reading = MapPowerSupplies(
-      {Supply("BAT0", {{"type", "Battery"}, {"status", "Discharging"}, {"charge_now", "1000000"},
-                       {"charge_full", "2000000"}, {"voltage_now", "11100000"},
-                       {"health", "Overheat"}}),
-       Supply("BAT1", {{"type", "Battery"}, {"status", "Charging"}, {"charge_now", "500000"},
-                       {"charge_full", "1000000"}, {"voltage_now", "12000000"},
-                       {"capacity_level", "Critical"}})},
-      0);
+  auto reading = MapPowerSupplies({Supply("BAT0", {{"type", "Battery"},
+                                                   {"status", "Discharging"},
+                                                   {"charge_now", "1000000"},
+                                                   {"charge_full", "2000000"},
+                                                   {"voltage_now", "11100000"},
+                                                   {"health", "Overheat"}}),
+                                   Supply("BAT1", {{"type", "Battery"},
+                                                   {"status", "Charging"},
+                                                   {"charge_now", "500000"},
+                                                   {"charge_full", "1000000"},
+                                                   {"voltage_now", "12000000"},
+                                                   {"capacity_level", "Critical"}})},
+                                  0);
   EXPECT_EQ(Integer(reading.properties, "CurrentCapacity"), 1500);
   EXPECT_EQ(Integer(reading.properties, "MaxCapacity"), 3000);
   EXPECT_EQ(Integer(reading.properties, "Voltage"), 11100);  // the first battery's

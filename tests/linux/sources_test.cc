@@ -29,8 +29,10 @@ TEST(BacklightsTest, FirmwareBeforePlatformBeforeRawAndBlankingReadsAsZero) {
       Device("acpi_video0", {{"type", "platform"}, {"max_brightness", "15"}}),
       Device("intel_backlight", {{"type", "raw"}, {"max_brightness", "1000"}}),
       Device("nv_backlight", {{"type", "firmware"}, {"max_brightness", "0"}}),  // unusable
-      Device("zz_backlight", {{"type", "firmware"}, {"max_brightness", "255"},
-                              {"brightness", "200"}, {"actual_brightness", "51"}}),
+      Device("zz_backlight", {{"type", "firmware"},
+                              {"max_brightness", "255"},
+                              {"brightness", "200"},
+                              {"actual_brightness", "51"}}),
   });
   ASSERT_TRUE(chosen);
   EXPECT_EQ(chosen->name, "zz_backlight");
@@ -178,8 +180,7 @@ TEST(OsReleaseTest, VersionDictionaryAndLocaleNames) {
   EXPECT_EQ(LocaleCountry("C.UTF-8"), "");
   EXPECT_EQ(LocaleCountry(""), std::nullopt);
   EXPECT_EQ(LocaleCountry(nullptr), std::nullopt);
-  EXPECT_EQ(PreferredLanguages("fr_CA:en", "de_DE.UTF-8"),
-            (platform::Array{"fr-CA", "en"}));
+  EXPECT_EQ(PreferredLanguages("fr_CA:en", "de_DE.UTF-8"), (platform::Array{"fr-CA", "en"}));
   EXPECT_EQ(PreferredLanguages(nullptr, "pt_BR.UTF-8"), (platform::Array{"pt-BR"}));
   EXPECT_TRUE(PreferredLanguages("", "C").empty());
 
