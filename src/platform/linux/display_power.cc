@@ -36,7 +36,8 @@ bool DisplayPower::start(bool* on) {
 
 int DisplayPower::OnPropertiesChanged(sd_bus_message* message, void* self, sd_bus_error*) {
   const char* interface = nullptr;
-  if (sd_bus_message_read(message, "s", &interface) < 0 || std::strcmp(interface, kInterface)) {
+  if (sd_bus_message_read(message, "s", &interface) < 0 ||
+      std::strcmp(interface, kInterface) != 0) {
     return 0;
   }
   if (sd_bus_message_enter_container(message, 'a', "{sv}") < 0) return 0;

@@ -56,7 +56,8 @@ void PowerProfiles::changed(uint64_t state) {
 int PowerProfiles::OnPropertiesChanged(sd_bus_message* message, void* self, sd_bus_error*) {
   const char* interface = nullptr;
   if (sd_bus_message_read(message, "s", &interface) < 0) return 0;
-  if (std::strcmp(interface, kNames[0].service) && std::strcmp(interface, kNames[1].service)) {
+  if (std::strcmp(interface, kNames[0].service) != 0 &&
+      std::strcmp(interface, kNames[1].service) != 0) {
     return 0;
   }
   if (sd_bus_message_enter_container(message, 'a', "{sv}") < 0) return 0;
