@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds tallyd and the module, replays the sample day on the simulated device and shows what
-# came out: the output lines, the stored keys, the applications reported active, and the session
-# logs the module wrote.
+# Builds tallyd and the module, replays the sample day on the simulated device, prints a short
+# summary and writes the report: build/sample/report.html (open it in a browser), with the output
+# lines in build/sample/output.jsonl and the store in build/sample/stats.db.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -10,13 +10,7 @@ cmake --build build -j "$(nproc)" --target tallyd tallyline_module
 rm -rf build/sample
 build/bin/tallyd replay examples/sample-day.jsonl --root build/sample/root \
   --db build/sample/stats.db --out build/sample/output.jsonl --notifications
-echo "== output lines (build/sample/output.jsonl)"
-cat build/sample/output.jsonl
-echo "== stored keys"
-build/bin/tallyd keys --db build/sample/stats.db
-echo "== applications reported active"
-build/bin/tallyd activated --db build/sample/stats.db
-for log in build/sample/root/var/mobile/Library/Logs/Faultkeeper/*.session; do
-  echo "== session log ${log#build/sample/root}"
-  cat "$log"
-done
+build/bin/tallyd report --db build/sample/stats.db --format text | sed -n '/^== Days/,/^$/p'
+build/bin/tallyd report --db build/sample/stats.db -o build/sample/report.html
+echo "report: build/sample/report.html (tallyd report --db build/sample/stats.db --format text"
+echo "for all of it in the terminal); output lines: build/sample/output.jsonl"

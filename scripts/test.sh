@@ -4,7 +4,7 @@
 # --threads, the Linux device's tests run under ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh
+scripts/install-deps.sh --browser
 build=build
 flags=()
 if [ "${1:-}" = "--sanitize" ]; then

@@ -1,7 +1,9 @@
 // The table of trace actions.
 #include "host/actions.h"
 
+#include <algorithm>
 #include <array>
+#include <vector>
 
 #include "host/trace_format.h"
 
@@ -186,6 +188,34 @@ const Action* FindAction(std::string_view name) {
     if (action.name == name) return &action;
   }
   return nullptr;
+}
+
+std::optional<std::string_view> NearestActionName(std::string_view name) {
+  // Edit distance (insertions, deletions, substitutions) with one row of the table.
+  auto distance = [](std::string_view a, std::string_view b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+      size_t diagonal = row[0];
+      row[0] = i;
+      for (size_t j = 1; j <= b.size(); ++j) {
+        const size_t above = row[j];
+        row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
+        diagonal = above;
+      }
+    }
+    return row[b.size()];
+  };
+  std::optional<std::string_view> best;
+  size_t bestDistance = 3;  // a near miss is at most two edits away
+  for (const Action& action : kActions) {
+    const size_t d = distance(name, action.name);
+    if (d < bestDistance) {
+      bestDistance = d;
+      best = action.name;
+    }
+  }
+  return best;
 }
 
 }  // namespace tl::host

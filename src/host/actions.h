@@ -23,6 +23,8 @@ struct Action {
 
 // The action of that name, or nullptr.
 const Action* FindAction(std::string_view name);
+// The action name at most two edits from name (the closest), for a suggestion.
+std::optional<std::string_view> NearestActionName(std::string_view name);
 
 inline constexpr std::string_view kLoadAction = "load";
 inline constexpr std::string_view kRestartAction = "restart";

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "host/exit_codes.h"
 #include "host/json_values.h"
 
 namespace tl::host {
@@ -13,7 +14,7 @@ namespace {
 
 platform::Dictionary ObjectOf(const Json& json, const std::string& what,
                               const std::string& source) {
-  if (!json.is_object()) throw std::runtime_error(source + ": " + what + " must be an object");
+  if (!json.is_object()) throw CommandError(kExitBadInput, source + ": " + what + " must be an object");
   platform::Dictionary out;
   for (const auto& [key, value] : json.items()) out[key] = ToValue(value);
   return out;
@@ -23,12 +24,12 @@ platform::Dictionary ObjectOf(const Json& json, const std::string& what,
 
 linuxdev::Settings ParseDaemonConfig(const std::string& text, const std::string& source) {
   Json json = Json::parse(text, nullptr, /*allow_exceptions=*/false);
-  if (json.is_discarded()) throw std::runtime_error(source + ": not valid JSON");
-  if (!json.is_object()) throw std::runtime_error(source + ": must be a JSON object");
+  if (json.is_discarded()) throw CommandError(kExitBadInput, source + ": not valid JSON");
+  if (!json.is_object()) throw CommandError(kExitBadInput, source + ": must be a JSON object");
   linuxdev::Settings settings;
   for (const auto& [key, value] : json.items()) {
     if (key == "preferences") {
-      if (!value.is_object()) throw std::runtime_error(source + ": preferences must be an object");
+      if (!value.is_object()) throw CommandError(kExitBadInput, source + ": preferences must be an object");
       for (const auto& [domain, keys] : value.items()) {
         settings.preferences[domain] = ObjectOf(keys, "preferences." + domain, source);
       }
@@ -37,15 +38,15 @@ linuxdev::Settings ParseDaemonConfig(const std::string& text, const std::string&
     } else if (key == "tasking") {
       settings.tasking = ObjectOf(value, "tasking", source);
     } else if (key == "consent") {
-      if (!value.is_boolean()) throw std::runtime_error(source + ": consent must be true or false");
+      if (!value.is_boolean()) throw CommandError(kExitBadInput, source + ": consent must be true or false");
       settings.consent = value.get<bool>();
     } else if (key == "poll_seconds") {
       if (!value.is_number() || value.get<double>() < 1) {
-        throw std::runtime_error(source + ": poll_seconds must be a number of at least 1");
+        throw CommandError(kExitBadInput, source + ": poll_seconds must be a number of at least 1");
       }
       settings.pollSeconds = value.get<double>();
     } else {
-      throw std::runtime_error(source + ": unknown setting \"" + key + "\"");
+      throw CommandError(kExitBadInput, source + ": unknown setting \"" + key + "\"");
     }
   }
   return settings;
@@ -53,7 +54,7 @@ linuxdev::Settings ParseDaemonConfig(const std::string& text, const std::string&
 
 linuxdev::Settings ReadDaemonConfig(const std::string& path) {
   std::ifstream in(path);
-  if (!in) throw std::runtime_error("cannot read the settings " + path);
+  if (!in) throw CommandError(kExitReadWrite, path + ": cannot read the settings");
   std::stringstream text;
   text << in.rdbuf();
   return ParseDaemonConfig(text.str(), path);

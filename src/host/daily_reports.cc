@@ -36,15 +36,4 @@ void DailyReports::addActivatedReport(std::string_view day, double at,
   }
 }
 
-std::vector<std::string> DailyReports::activatedApplications() {
-  Statement list = db_.prepare(
-      "SELECT DISTINCT r.day, a.bundle_id, a.version FROM activated_apps a "
-      "JOIN activated_reports r ON r.id = a.report ORDER BY 1, 2, 3");
-  std::vector<std::string> lines;
-  while (list.row()) {
-    lines.push_back(list.columnText(0) + ' ' + list.columnText(1) + ' ' + list.columnText(2));
-  }
-  return lines;
-}
-
 }  // namespace tl::host

@@ -24,9 +24,8 @@ class DailyReports {
     std::string uuid;
     int64_t arch = 0;
   };
+  // at is the wall-clock moment the report was sent, seconds since 1970.
   void addActivatedReport(std::string_view day, double at, const std::vector<ActivatedApp>& apps);
-  // "DAY BUNDLE VERSION" for each application reported active on a day, sorted.
-  std::vector<std::string> activatedApplications();
 
  private:
   Database& db_;

@@ -6,16 +6,22 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <cstring>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <stdexcept>
 
+#include "host/exit_codes.h"
 #include "host/module_loader.h"
 #include "host/output_printer.h"
 #include "host/stats_daemon.h"
+#include "host/store_meta.h"
+#include "host/trace_file.h"
 #include "host/trace_format.h"
 #include "host/trace_reader.h"
+#include "host/version.h"
 
 namespace tl::host {
 
@@ -25,16 +31,41 @@ namespace fs = std::filesystem;
 
 std::string MakeTemporaryDirectory(const char* name) {
   std::string path = (fs::temp_directory_path() / name).string() + "-XXXXXX";
-  if (!::mkdtemp(path.data())) throw std::runtime_error("cannot make a temporary directory");
+  if (!::mkdtemp(path.data())) {
+    throw CommandError(kExitReadWrite, path + ": cannot make a temporary directory");
+  }
   return path;
 }
 
-std::string LocalDay(sim::SimDevice& device) {
-  auto t = device.environment().localTime(static_cast<int64_t>(std::floor(device.clock().now())));
-  char day[16];
-  std::snprintf(day, sizeof day, "%04d-%02d-%02d", t.year, t.month, t.day);
-  return day;
-}
+// Progress on a terminal, for replays long enough to wonder about: a line rewritten in place at
+// most twice a second, from the first second on.
+class Progress {
+ public:
+  explicit Progress(int totalLines)
+      : enabled_(totalLines > 0 && ::isatty(STDERR_FILENO)), total_(totalLines),
+        started_(std::chrono::steady_clock::now()) {}
+  ~Progress() {
+    if (shown_) std::fputs("\r\033[K", stderr);
+  }
+  void at(int line) {
+    if (!enabled_) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (now - started_ < std::chrono::seconds(1) || now - last_ < std::chrono::milliseconds(500)) {
+      return;
+    }
+    last_ = now;
+    shown_ = true;
+    std::fprintf(stderr, "\rtallyd: line %d of %d (%d%%)", line, total_,
+                 static_cast<int>(100.0 * line / total_));
+  }
+
+ private:
+  bool enabled_;
+  int total_;
+  std::chrono::steady_clock::time_point started_;
+  std::chrono::steady_clock::time_point last_{};
+  bool shown_ = false;
+};
 
 Json PositionToJson(const TracePosition& p) {
   return {{"offset", p.offset}, {"line", p.line}, {"last_at_ns", p.lastAtNanoseconds}};
@@ -49,12 +80,14 @@ TracePosition PositionFromJson(const Json& j) {
 // ended the previous process (handover is that process's account of how it ended). Runs lines
 // until the next restart, the end of the trace or a bad line, and gives its own account:
 // {"position", "restart": {"line", "at_ns"}, "device"} at a restart, {"ended": true} at the
-// end, {"error": TEXT} at a bad line.
-Json RunStretch(const ReplayOptions& options, const Json& handover) {
+// end, {"error": TEXT, "line": N} at a bad line (a trace changed since it was checked).
+Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handover) {
   const bool first = handover.is_null();
   TraceReader reader(options.trace,
                      first ? TracePosition{} : PositionFromJson(handover["position"]));
-  if (!reader.readable()) throw std::runtime_error("cannot read the trace " + options.trace);
+  if (!reader.readable()) {
+    throw CommandError(kExitReadWrite, options.trace + ": cannot read the trace");
+  }
 
   std::string error;
   bool ended = false;
@@ -88,7 +121,9 @@ Json RunStretch(const ReplayOptions& options, const Json& handover) {
   Database db(options.db);
   StatsStore store(db);
   DailyReports reports(db);
-  StatsDaemon daemon(store, reports, [&] { return LocalDay(*device); });
+  Timeline timeline(db);
+  StatsDaemon daemon(store, reports, &timeline, [&] { return Now(*device); });
+  PowerTimeline power(*device, [&](const TimelineRow& row) { timeline.add(row); });
   OutputPrinter printer(stdout);
   device->outputs().addSink(daemon);
   device->outputs().addSink(printer);
@@ -105,23 +140,35 @@ Json RunStretch(const ReplayOptions& options, const Json& handover) {
   ModuleLoader module(ModuleLoader::DefaultPath());
 
   // Each line is one transaction of the store. The module is loaded before the first other
-  // action; a restart loads it in the new process.
+  // action; a restart loads it in the new process, after the timeline says the previous process
+  // ran until then.
   bool ranAny = false;
+  Progress progress(totalLines);
+  auto startDaemon = [&] {
+    if (!first) power.stop();
+    power.start();
+  };
   auto run = [&](const TraceStep& step) {
     db.exec("BEGIN");
     device->advanceTo(step.atNanoseconds);
+    if (!ranAny) startDaemon();
     if (step.action == kLoadAction || !module.loaded()) module.callEntry(handle);
     if (step.apply) step.apply(*device);
     device->runUntilIdle();
     db.exec("COMMIT");
     ranAny = true;
+    progress.at(step.line);
   };
-  // A trace that ends normally loads the module at its end if nothing did before.
-  auto loadAtEnd = [&] {
-    if (module.loaded()) return;
+  // A trace that ends normally loads the module at its end if nothing did before; the timeline
+  // then says the daemon stopped there.
+  auto endOfTrace = [&] {
     db.exec("BEGIN");
-    module.callEntry(handle);
-    device->runUntilIdle();
+    if (!ranAny) startDaemon();
+    if (!module.loaded()) {
+      module.callEntry(handle);
+      device->runUntilIdle();
+    }
+    power.stop();
     db.exec("COMMIT");
   };
 
@@ -142,12 +189,16 @@ Json RunStretch(const ReplayOptions& options, const Json& handover) {
     run(step);
   }
   if (ended) {
-    loadAtEnd();
+    endOfTrace();
     account["ended"] = true;
   }
-  if (!error.empty()) account["error"] = error;
+  if (!error.empty()) {
+    account["error"] = error;
+    account["line"] = reader.position().line;
+  }
   std::fflush(stdout);
   if (account.contains("restart")) account["device"] = SnapshotToJson(device->snapshot());
+  shown.reset();
   device->outputs().removeSink(printer);
   device->outputs().removeSink(daemon);
   return account;
@@ -176,7 +227,8 @@ std::string ReadAll(int fd) {
 
 // Runs one daemon process as a forked child and waits for it; its exit status, with its account
 // in *account when it ended normally.
-int RunDaemonProcess(const ReplayOptions& options, const Json& handover, Json* account) {
+int RunDaemonProcess(const ReplayOptions& options, int totalLines, const Json& handover,
+                     Json* account) {
   int pipe[2];
   if (::pipe2(pipe, O_CLOEXEC) != 0) throw std::runtime_error("cannot start a daemon process");
   std::fflush(stdout);
@@ -186,10 +238,13 @@ int RunDaemonProcess(const ReplayOptions& options, const Json& handover, Json* a
     ::close(pipe[0]);
     int status = 0;
     try {
-      WriteAll(pipe[1], RunStretch(options, handover).dump());
-    } catch (const std::exception& e) {
+      WriteAll(pipe[1], RunStretch(options, totalLines, handover).dump());
+    } catch (const CommandError& e) {
       std::fprintf(stderr, "tallyd: %s\n", e.what());
-      status = 3;
+      status = e.status();
+    } catch (const std::exception& e) {
+      std::fprintf(stderr, "tallyd: internal error: %s\n", e.what());
+      status = kExitInternal;
     }
     ::close(pipe[1]);
     // A normal exit, so that the process's own exit-time checks run (the sanitizers' among them).
@@ -204,7 +259,7 @@ int RunDaemonProcess(const ReplayOptions& options, const Json& handover, Json* a
   }
   if (WIFSIGNALED(status)) {
     std::fprintf(stderr, "tallyd: a daemon process died with signal %d\n", WTERMSIG(status));
-    return 3;
+    return kExitInternal;
   }
   if (WEXITSTATUS(status) != 0) return WEXITSTATUS(status);
   *account = Json::parse(bytes, nullptr, /*allow_exceptions=*/false);
@@ -212,45 +267,90 @@ int RunDaemonProcess(const ReplayOptions& options, const Json& handover, Json* a
   return 0;
 }
 
+
+// Whether the store at path already holds values of a replay or a daemon.
+bool StoreHoldsValues(const std::string& path) {
+  if (!fs::exists(path)) return false;
+  Database db(path, Database::Mode::kReadOnly);
+  for (const char* table : {"scalars", "distributions", "timeline", "activated_reports"}) {
+    if (!db.hasTable(table)) continue;
+    Statement any = db.prepare((std::string("SELECT 1 FROM ") + table + " LIMIT 1").c_str());
+    if (any.row()) {
+      any.row();
+      return true;
+    }
+  }
+  return false;
+}
+
+void WriteMeta(const ReplayOptions& options, const TraceSummary& trace) {
+  Database db(options.db);
+  StoreMeta meta(db);
+  db.exec("BEGIN");
+  meta.set(kMetaSource, "replay");
+  meta.set(kMetaTrace, fs::absolute(options.trace).string());
+  meta.set(kMetaTraceHash, FileSha256(options.trace));
+  meta.set(kMetaTimeZone, trace.timeZone);
+  meta.set(kMetaTraceStart, FormatNumber(trace.deviceStart));
+  meta.set(kMetaMachine, trace.machine);
+  meta.set(kMetaSystemVersion, trace.systemVersion);
+  meta.set(kMetaTallydVersion, kTallydVersion);
+  db.exec("COMMIT");
+}
+
 }  // namespace
 
 int Replay(const ReplayOptions& given) {
   ReplayOptions options = given;
-  if (!TraceReader(options.trace, {}).readable()) {
-    std::fprintf(stderr, "tallyd: cannot read the trace %s\n", options.trace.c_str());
-    return 2;
+  const TraceSummary trace = CheckTrace(options.trace);
+  const bool newSandbox = options.root.empty();
+  if (!newSandbox && !options.append && fs::is_directory(options.root) &&
+      !fs::is_empty(options.root)) {
+    throw CommandError(kExitUsage, options.root +
+                                       ": the sandbox already holds files; give --append to go "
+                                       "on from them, or another --root");
   }
-  if (options.root.empty()) {
-    options.root = MakeTemporaryDirectory("tallyd-sandbox");
-    std::fprintf(stderr, "tallyd: sandbox %s\n", options.root.c_str());
-  }
+  if (newSandbox) options.root = MakeTemporaryDirectory("tallyd-sandbox");
   fs::create_directories(options.root);
   options.root = fs::canonical(options.root).string();
   if (options.db.empty()) options.db = options.root + "/var/db/tallyd/stats.db";
+  if (!options.append && StoreHoldsValues(options.db)) {
+    throw CommandError(kExitUsage, options.db +
+                                       ": the store already holds values; give --append to add "
+                                       "to them, or another --db");
+  }
   if (fs::path(options.db).has_parent_path()) {
     fs::create_directories(fs::path(options.db).parent_path());
   }
   if (!options.out.empty()) {
     int fd = ::open(options.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0 || ::dup2(fd, STDOUT_FILENO) < 0) {
-      std::fprintf(stderr, "tallyd: cannot write %s\n", options.out.c_str());
-      return 2;
+      throw CommandError(kExitReadWrite,
+                         options.out + ": cannot write the output: " + std::strerror(errno));
     }
     ::close(fd);
   }
+  WriteMeta(options, trace);
 
   Json handover;  // null for the first process
   while (true) {
     Json account;
-    if (int status = RunDaemonProcess(options, handover, &account); status != 0) return status;
-    if (account.contains("error")) {
-      std::fprintf(stderr, "tallyd: %s: %s\n", options.trace.c_str(),
-                   account["error"].get<std::string>().c_str());
-      return 2;
+    if (int status = RunDaemonProcess(options, trace.actionLines, handover, &account);
+        status != 0) {
+      return status;
     }
-    if (account.value("ended", false)) return 0;
+    if (account.contains("error")) {
+      throw CommandError(kExitBadInput, options.trace + ":" +
+                                            std::to_string(account["line"].get<int>()) + ": " +
+                                            account["error"].get<std::string>());
+    }
+    if (account.value("ended", false)) break;
     handover = std::move(account);
   }
+  std::fprintf(stderr, "tallyd: replayed %d lines, %s virtual days; store %s, sandbox %s\n",
+               trace.actionLines, FormatNumber(std::round(trace.lastAt / 864.0) / 100.0).c_str(),
+               options.db.c_str(), options.root.c_str());
+  return kExitOk;
 }
 
 }  // namespace tl::host

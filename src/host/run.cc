@@ -7,12 +7,20 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 
+#include <date/tz.h>
+
+#include <mutex>
+
 #include "host/daemon_config.h"
+#include "host/exit_codes.h"
 #include "host/module_loader.h"
 #include "host/stats_daemon.h"
+#include "host/store_meta.h"
+#include "host/version.h"
 #include "platform/linux/linux_device.h"
 #include "platform/linux/notify_service.h"
 
@@ -28,11 +36,14 @@ constexpr double kDay = 86400;
 std::string StateHome() {
   if (const char* state = std::getenv("XDG_STATE_HOME"); state && *state == '/') return state;
   const char* home = std::getenv("HOME");
-  if (!home || !*home) throw std::runtime_error("neither XDG_STATE_HOME nor HOME is set");
+  if (!home || !*home) {
+    throw CommandError(kExitUsage, "neither XDG_STATE_HOME nor HOME is set; give --db and --state");
+  }
   return std::string(home) + "/.local/state";
 }
 
-// Each call of the module is one transaction of the store, so that a batch lands whole.
+// Each call of the module is one transaction of the store, so that a batch lands whole. The
+// module's queues and the notification observers write from several threads: one at a time.
 class TransactionalSink : public platform::OutputSink {
  public:
   TransactionalSink(Database& db, StatsDaemon& daemon) : db_(db), daemon_(daemon) {}
@@ -51,11 +62,11 @@ class TransactionalSink : public platform::OutputSink {
     inTransaction([&] { daemon_.ipc(at, service, message); });
   }
 
- private:
   // A store that fails (a full disk) loses that call's values, says so, and the daemon goes on:
   // the module's queues must not die with it.
   template <class F>
   void inTransaction(F write) {
+    std::lock_guard lock(mutex_);
     try {
       db_.exec("BEGIN");
       try {
@@ -70,9 +81,18 @@ class TransactionalSink : public platform::OutputSink {
     }
   }
 
+  std::mutex mutex_;
   Database& db_;
   StatsDaemon& daemon_;
 };
+
+std::string SystemTimeZone() {
+  try {
+    return std::string(date::current_zone()->name());
+  } catch (const std::exception&) {
+    return "UTC";
+  }
+}
 
 // Blocks the stop signals in every thread, so that only the main thread's wait receives them.
 sigset_t BlockStopSignals() {
@@ -102,18 +122,31 @@ int Run(const RunOptions& given) {
   Database db(options.db);
   StatsStore store(db);
   DailyReports reports(db);
+  Timeline timeline(db);
   linuxdev::LinuxDevice* current = nullptr;
-  StatsDaemon daemon(store, reports, [&current] {
-    auto t =
-        current->environment().localTime(static_cast<int64_t>(std::floor(current->clock().now())));
-    char day[16];
-    std::snprintf(day, sizeof day, "%04d-%02d-%02d", t.year, t.month, t.day);
-    return std::string(day);
-  });
+  StatsDaemon daemon(store, reports, &timeline, [&current] { return Now(*current); });
   TransactionalSink sink(db, daemon);
 
   linuxdev::LinuxDevice machine(std::move(device), sink);
   current = &machine;
+  sink.inTransaction([&] {
+    StoreMeta meta(db);
+    meta.set(kMetaSource, "run");
+    meta.set(kMetaTimeZone, SystemTimeZone());
+    if (!meta.get(kMetaTraceStart)) meta.set(kMetaTraceStart, FormatNumber(Now(machine).at));
+    char name[256] = {};
+    size_t length = sizeof name - 1;
+    if (machine.kernel().sysctlByName("hw.machine", name, &length) == 0) {
+      meta.set(kMetaMachine, std::string(name, strnlen(name, length)));
+    }
+    if (auto version = machine.environment().systemVersion()) {
+      meta.set(kMetaSystemVersion, SystemVersionText(*version));
+    }
+    meta.set(kMetaTallydVersion, kTallydVersion);
+  });
+  PowerTimeline power(machine, [&](const TimelineRow& row) {
+    sink.inTransaction([&] { timeline.add(row); });
+  });
   for (const std::string& line : machine.findings())
     std::fprintf(stderr, "tallyd: %s\n", line.c_str());
   std::fflush(stderr);
@@ -123,6 +156,7 @@ int Run(const RunOptions& given) {
                                                          platform::QualityOfService::kDefault);
   HostModuleHandle handle(machine, *eventQueue);
   ModuleLoader module(ModuleLoader::DefaultPath());
+  power.start();
   module.callEntry(handle);
   // The daemon's own trigger of the daily report.
   auto daily = machine.dispatch().scheduleRepeatingTimer(
@@ -136,6 +170,7 @@ int Run(const RunOptions& given) {
   sd_notify(0, "STOPPING=1");
   daily.reset();
   machine.stop();
+  power.stop();
   std::fprintf(stderr, "tallyd: stopped by signal %d; the store is complete\n", signal);
   return 0;
 }

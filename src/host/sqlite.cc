@@ -1,13 +1,17 @@
 // Database and Statement: opening, preparing, binding and stepping.
 #include "host/sqlite.h"
 
-#include <stdexcept>
+#include <sys/stat.h>
+
+#include "host/exit_codes.h"
 
 namespace tl::host {
 
 namespace {
 [[noreturn]] void Fail(sqlite3* db) {
-  throw std::runtime_error(std::string("store: ") + sqlite3_errmsg(db));
+  const char* file = sqlite3_db_filename(db, "main");
+  throw CommandError(kExitReadWrite, std::string(file && *file ? file : "the store") + ": " +
+                                         sqlite3_errmsg(db));
 }
 }  // namespace
 
@@ -19,8 +23,9 @@ Statement::Statement(sqlite3* db, const char* sql) : db_(db) {
 }
 
 Statement& Statement::bind(int index, std::string_view text) {
-  sqlite3_bind_text(statement_.get(), index, text.data(), static_cast<int>(text.size()),
-                    SQLITE_TRANSIENT);
+  // An empty view may have no data at all: it is still text, never NULL.
+  sqlite3_bind_text(statement_.get(), index, text.data() ? text.data() : "",
+                    static_cast<int>(text.size()), SQLITE_TRANSIENT);
   return *this;
 }
 
@@ -31,6 +36,11 @@ Statement& Statement::bind(int index, int64_t value) {
 
 Statement& Statement::bind(int index, double value) {
   sqlite3_bind_double(statement_.get(), index, value);
+  return *this;
+}
+
+Statement& Statement::bindNull(int index) {
+  sqlite3_bind_null(statement_.get(), index);
   return *this;
 }
 
@@ -53,15 +63,25 @@ std::string Statement::columnText(int column) {
   return text ? std::string(reinterpret_cast<const char*>(text)) : std::string();
 }
 
-Database::Database(const std::string& path) {
+Database::Database(const std::string& path, Mode mode) : path_(path) {
+  if (mode == Mode::kReadOnly) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+      throw CommandError(kExitReadWrite, path + ": no such store");
+    }
+    if (!S_ISREG(info.st_mode)) throw CommandError(kExitReadWrite, path + ": not a file");
+  }
   sqlite3* db = nullptr;
-  const int rc = sqlite3_open(path.c_str(), &db);
+  const int flags = mode == Mode::kReadOnly ? SQLITE_OPEN_READONLY
+                                            : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  const int rc = sqlite3_open_v2(path.c_str(), &db, flags, nullptr);
   db_.reset(db);
   if (rc != SQLITE_OK) {
-    throw std::runtime_error("cannot open the store " + path + ": " +
-                             (db ? sqlite3_errmsg(db) : "out of memory"));
+    throw CommandError(kExitReadWrite, path + ": cannot open the store: " +
+                                           (db ? sqlite3_errmsg(db) : "out of memory"));
   }
   sqlite3_busy_timeout(db, 5000);
+  if (mode == Mode::kReadOnly) return;
   // The daemon's stores are written a step at a time: write-ahead logging keeps each step's
   // transaction cheap, and synchronous NORMAL loses at most the last steps in a power cut.
   exec("PRAGMA journal_mode = WAL");
@@ -73,8 +93,16 @@ void Database::exec(const char* sql) {
   if (sqlite3_exec(db_.get(), sql, nullptr, nullptr, &error) != SQLITE_OK) {
     std::string message = error ? error : "unknown error";
     sqlite3_free(error);
-    throw std::runtime_error("store: " + message);
+    throw CommandError(kExitReadWrite, path_ + ": " + message);
   }
+}
+
+bool Database::hasTable(const char* name) {
+  Statement find = prepare("SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = ?1");
+  find.bind(1, std::string_view(name));
+  const bool found = find.row();
+  if (found) find.row();  // steps to the end, which resets the statement
+  return found;
 }
 
 }  // namespace tl::host

@@ -10,8 +10,8 @@
 
 namespace tl::host {
 
-// A prepared statement; finalized on destruction. Failures throw std::runtime_error naming the
-// database's error.
+// A prepared statement; finalized on destruction. Failures throw CommandError (cannot read or
+// write) naming the database file and SQLite's reason.
 class Statement {
  public:
   Statement(sqlite3* db, const char* sql);
@@ -19,6 +19,7 @@ class Statement {
   Statement& bind(int index, std::string_view text);
   Statement& bind(int index, int64_t value);
   Statement& bind(int index, double value);
+  Statement& bindNull(int index);
   // Runs a statement that returns no rows, then resets it for the next use.
   void run();
   // Steps to the next row; false when there is none (and resets the statement).
@@ -40,18 +41,22 @@ class Statement {
 // An open SQLite database; closed on destruction.
 class Database {
  public:
-  // Opens (creating if needed) the database at path, with write-ahead logging; throws
-  // std::runtime_error on failure.
-  explicit Database(const std::string& path);
+  enum class Mode { kWrite, kReadOnly };
+  // Opens the database at path: for writing (created if needed, with write-ahead logging), or
+  // read-only (never created). Throws CommandError naming the file when it cannot be opened.
+  explicit Database(const std::string& path, Mode mode = Mode::kWrite);
 
   void exec(const char* sql);
   Statement prepare(const char* sql) { return Statement(db_.get(), sql); }
   int64_t lastInsertRowid() { return sqlite3_last_insert_rowid(db_.get()); }
+  bool hasTable(const char* name);
+  const std::string& path() const { return path_; }
 
  private:
   struct Close {
     void operator()(sqlite3* db) const { sqlite3_close(db); }
   };
+  std::string path_;
   std::unique_ptr<sqlite3, Close> db_;
 };
 

@@ -1,34 +1,70 @@
 // StatsDaemon: the folding of each statistics call and the keeping of daily reports.
 #include "host/stats_daemon.h"
 
+#include <cmath>
+
 namespace tl::host {
 
+bool IsLowPowerModeDayKey(std::string_view key) {
+  return key.starts_with("com.veltro.power.state.unplugged_lpm_") &&
+         key.find("_24hr.") != std::string_view::npos;
+}
+
+void StatsDaemon::fold(const std::string& day, std::string_view key,
+                       const platform::Value& value) {
+  if (key == kBacklightUserSettingKey) {
+    store_.pushSample(day, key, value.doubleValue());
+  } else if (IsLowPowerModeDayKey(key) && value.isNumber() &&
+             value.doubleValue() == static_cast<double>(kNotApplicable)) {
+    return;
+  } else if (value.isInteger() || value.isBool()) {
+    store_.addScalar(day, key, value.longLongValue());
+  } else {
+    store_.addScalar(day, key, value.doubleValue());
+  }
+}
+
 void StatsDaemon::scalar(double, std::string_view key, int64_t value) {
-  store_.addScalar(localDay_(), key, value);
+  fold(now_().day, key, platform::Value(static_cast<long long>(value)));
 }
 
 void StatsDaemon::distribution(double, std::string_view key, double value) {
-  store_.pushSample(localDay_(), key, value);
+  const DeviceMoment now = now_();
+  store_.pushSample(now.day, key, value);
+  if (key == kThermalLevelsKey && std::isfinite(value)) {
+    addToTimeline(now, kEventThermal, std::llround(value));
+  }
 }
 
 void StatsDaemon::batch(double, const platform::KeyValues* first,
                         const platform::KeyValues* second) {
-  const std::string day = localDay_();
+  const DeviceMoment now = now_();
   if (first) {
-    for (const auto& [key, value] : *first) {
-      if (value.isInteger() || value.isBool()) {
-        store_.addScalar(day, key, value.longLongValue());
-      } else {
-        store_.addScalar(day, key, value.doubleValue());
-      }
-    }
+    for (const auto& [key, value] : *first) fold(now.day, key, value);
   }
   if (second) {
-    for (const auto& [key, value] : *second) store_.pushSample(day, key, value.doubleValue());
+    bool histogram = false;
+    for (const auto& [key, value] : *second) {
+      store_.pushSample(now.day, key, value.doubleValue());
+      histogram = histogram || std::string_view(key).starts_with(kBrightnessHistogramPrefix);
+    }
+    if (histogram) addToTimeline(now, kEventDailyReport, std::nullopt);
   }
 }
 
-void StatsDaemon::ipc(double at, const std::string& service, const platform::WispObject& message) {
+void StatsDaemon::addToTimeline(const DeviceMoment& moment, const char* event,
+                                std::optional<int64_t> level) {
+  if (!timeline_) return;
+  TimelineRow row;
+  row.at = moment.at;
+  row.day = moment.day;
+  row.utcOffset = moment.utcOffset;
+  row.event = event;
+  row.thermal = level;
+  timeline_->add(row);
+}
+
+void StatsDaemon::ipc(double, const std::string& service, const platform::WispObject& message) {
   if (service != kDailyReportService) return;
   std::vector<DailyReports::ActivatedApp> apps;
   if (const platform::WispObject* list = message.get("app_data")) {
@@ -42,7 +78,8 @@ void StatsDaemon::ipc(double at, const std::string& service, const platform::Wis
       apps.push_back(std::move(app));
     }
   }
-  reports_.addActivatedReport(localDay_(), at, apps);
+  const DeviceMoment now = now_();
+  reports_.addActivatedReport(now.day, now.at, apps);
 }
 
 }  // namespace tl::host

@@ -22,21 +22,9 @@ constexpr char kPush[] =
     "INSERT INTO distributions (day, key, count, sum, min, max) VALUES (?1, ?2, 1, ?3, ?3, ?3) "
     "ON CONFLICT (day, key) DO UPDATE SET count = count + 1, sum = sum + excluded.sum, "
     "min = MIN(min, excluded.min), max = MAX(max, excluded.max)";
-constexpr char kList[] =
-    "SELECT key, day, 0, value, 0, 0, 0 FROM scalars WHERE substr(key, 1, length(?1)) = ?1 "
-    "UNION ALL SELECT key, day, 1, count, sum, min, max FROM distributions "
-    "WHERE substr(key, 1, length(?1)) = ?1 ORDER BY 1, 2, 3";
-
 Database& WithSchema(Database& db) {
   db.exec(kSchema);
   return db;
-}
-
-std::string ColumnNumber(Statement& statement, int column) {
-  if (statement.columnType(column) == SQLITE_INTEGER) {
-    return std::to_string(statement.columnInt64(column));
-  }
-  return FormatNumber(statement.columnDouble(column));
 }
 
 }  // namespace
@@ -63,23 +51,6 @@ void StatsStore::addScalar(std::string_view day, std::string_view key, double va
 
 void StatsStore::pushSample(std::string_view day, std::string_view key, double value) {
   push_.bind(1, day).bind(2, key).bind(3, value).run();
-}
-
-std::vector<std::string> StatsStore::describe(const std::string& prefix) {
-  Statement list = db_.prepare(kList);
-  list.bind(1, prefix);
-  std::vector<std::string> lines;
-  while (list.row()) {
-    std::string line = list.columnText(0) + ' ' + list.columnText(1);
-    if (list.columnInt64(2) == 0) {
-      line += ' ' + ColumnNumber(list, 3);
-    } else {
-      line += " samples=" + ColumnNumber(list, 3) + " sum=" + ColumnNumber(list, 4) +
-              " min=" + ColumnNumber(list, 5) + " max=" + ColumnNumber(list, 6);
-    }
-    lines.push_back(std::move(line));
-  }
-  return lines;
 }
 
 }  // namespace tl::host

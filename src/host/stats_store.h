@@ -21,10 +21,6 @@ class StatsStore {
   // Records one sample of key on day: count, sum, min and max.
   void pushSample(std::string_view day, std::string_view key, double value);
 
-  // Every stored key whose name starts with prefix, sorted by key then day, one line each:
-  // "KEY DAY VALUE" for a scalar, "KEY DAY samples=N sum=S min=A max=B" for a distribution.
-  std::vector<std::string> describe(const std::string& prefix);
-
  private:
   Database& db_;
   Statement add_;

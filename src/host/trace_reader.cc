@@ -23,7 +23,11 @@ std::optional<std::string> ParseStep(const Json& object, TraceStep& step) {
   for (const auto& [key, value] : object.items()) {
     if (key == "at") continue;
     const Action* action = FindAction(key);
-    if (!action) return "unknown action \"" + key + "\"";
+    if (!action) {
+      std::string message = "unknown action \"" + key + "\"";
+      if (auto near = NearestActionName(key)) message += " (did you mean \"" + std::string(*near) + "\"?)";
+      return message;
+    }
     if (auto error = action->parse(value, &step.apply)) return "action \"" + key + "\": " + *error;
     step.action = key;
   }
@@ -53,7 +57,7 @@ TraceReader::Next TraceReader::next(TraceStep* step, sim::DeviceFields* device,
     if (read < 0) return Next::kEnd;
     const int line = ++position_.line;
     auto fail = [&](const std::string& what) {
-      *error = "line " + std::to_string(line) + ": " + what;
+      *error = what;
       return Next::kError;
     };
     std::string_view text(buffer_, static_cast<size_t>(read));

@@ -28,8 +28,8 @@ struct TraceStep {
 };
 
 // Each line is parsed once, when it is reached; only the line being read is held, so a trace of
-// any length is read in the same memory. A bad line is reported as "line N: what is wrong", and
-// nothing of it is used.
+// any length is read in the same memory. A bad line is reported as what is wrong with it, with
+// position().line its number, and nothing of it is used.
 class TraceReader {
  public:
   // Reads path from position from on; readable() tells whether the file could be opened there.
@@ -44,6 +44,8 @@ class TraceReader {
   Next next(TraceStep* step, sim::DeviceFields* device, std::string* error);
 
   bool readable() const { return file_ != nullptr; }
+  // Whether reading stopped on an error of the file rather than at its end (errno says which).
+  bool failed() const { return file_ && std::ferror(file_); }
   // Before the line that next() would read.
   const TracePosition& position() const { return position_; }
 

@@ -64,39 +64,43 @@ TEST_F(ReplayTest, RestartCarriesTimeAndDeviceIntoANewDaemonProcess) {
                   "com.veltro.dovetop.thermalLevels 2026-01-01 samples=2 sum=5 min=2 max=3"));
 }
 
-TEST_F(ReplayTest, BadLinesStopTheReplayBeforeThemNamingTheLine) {
+TEST_F(ReplayTest, ABadLineAnywhereStopsTheReplayBeforeAnythingRuns) {
   struct Case {
     std::string badLine;
     std::string message;
   };
   const std::vector<Case> cases = {
-      {R"({"at": 9, "thermal": 5)", "line 3: not valid JSON"},
-      {R"({"at": 9, "dance": true})", "line 3: unknown action \"dance\""},
-      {R"({"at": 1, "thermal": 5})", "line 3: \"at\" goes back in time"},
-      {R"({"at": 9, "thermal": 5, "load": true})", "line 3: a line holds \"at\" and exactly one"},
+      {R"({"at": 9, "thermal": 5)", "not valid JSON"},
+      {R"({"at": 9, "dance": true})", "unknown action \"dance\""},
+      {R"({"at": 9, "batery": {}})", "unknown action \"batery\" (did you mean \"battery\"?)"},
+      {R"({"at": 1, "thermal": 5})", "\"at\" goes back in time"},
+      {R"({"at": 9, "thermal": 5, "load": true})", "a line holds \"at\" and exactly one"},
       {R"({"at": 9, "set": {"thermal_level": 5, "colour": 1}})",
-       "line 3: action \"set\": unknown device field \"colour\""},
-      {R"({"at": 9, "thermal": "hot"})", "line 3: action \"thermal\": must be an integer"},
-      {R"({"device": {}})", "line 3: the device may only be described on line 1"},
-      {R"({"thermal": 5})", "line 3: missing \"at\""},
+       "action \"set\": unknown device field \"colour\""},
+      {R"({"at": 9, "thermal": "hot"})", "action \"thermal\": must be an integer"},
+      {R"({"device": {}})", "the device may only be described on line 1"},
+      {R"({"thermal": 5})", "missing \"at\""},
       {R"({"at": 9, "app": {"bundle": "b", "item_id": "12"}})",
-       "line 3: action \"app\": proxy member \"item_id\" must be an integer or null"},
+       "action \"app\": proxy member \"item_id\" must be an integer or null"},
   };
+  const std::string trace = (dir_ / "trace.jsonl").string();
   for (const Case& c : cases) {
     SCOPED_TRACE(c.badLine);
-    Result run =
-        replay("{\"at\": 2, \"thermal\": 1}\n\n" + c.badLine + "\n{\"at\": 10, \"thermal\": 6}\n");
-    EXPECT_EQ(run.status, 2);
-    EXPECT_THAT(run.err, HasSubstr(c.message));
-    // The line before ran; nothing of the bad line or after it did.
-    auto samples = run.only("distribution");
-    ASSERT_EQ(samples.size(), 1u) << run.out;
-    EXPECT_EQ(samples[0]["value"], 1.0);
-    fs::remove(db());
+    Result run = replay("{\"at\": 2, \"thermal\": 1}\n{\"at\": 3, \"restart\": true}\n" +
+                        c.badLine + "\n{\"at\": 10, \"thermal\": 6}\n");
+    EXPECT_EQ(run.status, 65);
+    EXPECT_THAT(run.err, HasSubstr("tallyd: " + trace + ":3: " + c.message));
+    // Nothing ran, not even the lines before it, and nothing was stored.
+    EXPECT_EQ(run.out, "");
+    EXPECT_FALSE(fs::exists(db()));
+    EXPECT_FALSE(fs::exists(dir_ / "root"));
   }
   Result missing = tallyd("replay " + (dir_ / "none.jsonl").string());
-  EXPECT_EQ(missing.status, 2);
-  EXPECT_THAT(missing.err, HasSubstr("cannot read the trace"));
+  EXPECT_EQ(missing.status, 74);
+  EXPECT_THAT(missing.err, HasSubstr("none.jsonl: cannot read the trace: No such file"));
+  Result directory = tallyd("replay " + dir_.string());
+  EXPECT_EQ(directory.status, 74);
+  EXPECT_THAT(directory.err, HasSubstr(dir_.string() + ": is a directory, not a trace"));
 }
 
 }  // namespace
@@ -158,7 +162,7 @@ TEST_F(ReplayTest, DailyReportsAreStoredByDay) {
   EXPECT_EQ(ipc[0]["ipc"]["message"]["app_data"][0]["bundle_id"], "com.example.a");
   EXPECT_EQ(ipc[2]["ipc"]["message"]["app_data"], Json::array());
   Result activated = tallyd("activated --db " + db());
-  EXPECT_EQ(activated.out, "2026-01-01 com.example.a 1\n2026-01-02 com.example.a 1\n");
+  EXPECT_EQ(activated.out, "2026-01-01\tcom.example.a\t1\n2026-01-02\tcom.example.a\t1\n");
 }
 
 }  // namespace

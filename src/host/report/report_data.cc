@@ -1,0 +1,111 @@
+// The report's data formats: CSV per table and JSON of everything.
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "host/report/report_formats.h"
+#include "host/stats_store.h"
+
+namespace tl::host::report {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string CsvField(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (char c : text) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + "\"";
+}
+
+Json CellJson(const Cell& cell) {
+  if (auto* i = std::get_if<int64_t>(&cell)) return *i;
+  if (auto* d = std::get_if<double>(&cell)) {
+    const double rounded = std::round(*d * 1000.0) / 1000.0;
+    if (rounded == std::trunc(rounded) && std::fabs(rounded) < 1e15) {
+      return static_cast<int64_t>(rounded);
+    }
+    return rounded;
+  }
+  if (auto* s = std::get_if<std::string>(&cell)) return *s;
+  return nullptr;
+}
+
+}  // namespace
+
+std::string DataNumber(double value) {
+  return FormatNumber(std::round(value * 1000.0) / 1000.0);
+}
+
+std::string RenderCsv(const Table& table) {
+  std::string out;
+  for (size_t c = 0; c < table.columns.size(); ++c) {
+    out += (c ? "," : "") + CsvField(table.columns[c].name);
+  }
+  out += "\n";
+  for (const auto& row : table.rows) {
+    for (size_t c = 0; c < row.size(); ++c) {
+      if (c) out += ',';
+      if (auto number = NumberOf(row[c])) {
+        out += DataNumber(*number);
+      } else if (auto* s = std::get_if<std::string>(&row[c])) {
+        out += CsvField(*s);
+      }
+    }
+    out += "\n";
+  }
+  return out;
+}
+
+std::string RenderJson(const Report& report) {
+  Json json;
+  json["generator"] = "tallyd " + report.version;
+  Json meta = Json::object();
+  for (const auto& [name, value] : report.meta) meta[name] = value;
+  json["meta"] = meta;
+  json["time_zone"] = report.timeZone;
+  json["days"] = report.days;
+  json["reading"] = report.reading;
+  Json units = Json::object();
+  Json tables = Json::object();
+  for (const Table& table : report.tables) {
+    Json rows = Json::array();
+    for (const auto& row : table.rows) {
+      Json object = Json::object();
+      for (size_t c = 0; c < row.size(); ++c) object[table.columns[c].name] = CellJson(row[c]);
+      rows.push_back(std::move(object));
+    }
+    Json columns = Json::array();
+    for (const Column& column : table.columns) {
+      columns.push_back({{"name", column.name}, {"header", column.header}, {"unit", column.unit}});
+      if (!column.unit.empty()) units[column.name] = column.unit;
+    }
+    tables[table.name] = {
+        {"title", table.title}, {"note", table.note}, {"columns", columns}, {"rows", rows}};
+  }
+  json["units"] = units;
+  json["tables"] = tables;
+  Json timeline = Json::array();
+  for (const TimelinePoint& p : report.timeline) {
+    Json point = {{"at", p.at}, {"local", LocalClock(p.at, p.utcOffset, true)},
+                  {"event", p.event}};
+    point["state"] = p.state ? Json(*p.state) : Json();
+    point["level_pct"] = p.level ? CellJson(*p.level) : Json();
+    point["thermal"] = p.thermal ? Json(*p.thermal) : Json();
+    point["wake_reason"] = p.wakeReason ? Json(*p.wakeReason) : Json();
+    timeline.push_back(std::move(point));
+  }
+  json["timeline"] = timeline;
+  Json gaps = Json::array();
+  for (const Stretch& s : report.notRecorded) {
+    gaps.push_back({{"from", s.from}, {"to", s.to}, {"why", s.why}});
+  }
+  json["not_recorded"] = gaps;
+  json["midnights"] = report.midnights;
+  return json.dump(1) + "\n";
+}
+
+}  // namespace tl::host::report

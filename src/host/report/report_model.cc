@@ -1,0 +1,518 @@
+// The report's model: reading the keys, the timeline and the reports of a store into views.
+#include "host/report/report_model.h"
+
+#include <date/tz.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <map>
+#include <set>
+
+#include "host/exit_codes.h"
+#include "host/stats_daemon.h"
+#include "host/timeline.h"
+#include "host/version.h"
+
+namespace tl::host::report {
+
+namespace {
+
+constexpr char kStatePrefix[] = "com.veltro.power.state.";
+constexpr char kWakeReasonPrefix[] = "com.veltro.power.wake_reasons.";
+constexpr char kWakeCountKey[] = "com.veltro.power.wakecount";
+constexpr char kNetstatsPrefix[] = "com.veltro.power.netstats.";
+
+// The composite states in the order people read them: on battery first, then plugged in.
+constexpr const char* kStates[] = {
+    "unplugged",          "unplugged_awake",     "unplugged_screen_on", "unplugged_screen_off",
+    "unplugged_asleep",   "unplugged_lpm_on",    "unplugged_lpm_off",   "pluggedin",
+    "pluggedin_charging", "pluggedin_screen_on", "pluggedin_screen_off"};
+constexpr const char* kDayStates[] = {"unplugged_lpm_on_24hr", "unplugged_lpm_off_24hr"};
+
+// The application keys: active, background, launches, activations, background launches.
+constexpr const char* kAppKeys[] = {"appActiveTime.", "appBackgroundActiveTime.", "appLaunchCount.",
+                                    "appActivationCount.", "appLaunchBackgroundCount."};
+
+Column Col(std::string name, std::string header, Kind kind, std::string unit = "") {
+  return {std::move(name), std::move(header), kind, std::move(unit)};
+}
+
+Cell Maybe(std::optional<double> v) { return v ? Cell(*v) : Cell(); }
+
+// Values of the store by day and key.
+class Keys {
+ public:
+  Keys(Database& db) {
+    for (KeyRow& row : ReadKeys(db, "", {})) {
+      days_.insert(row.day);
+      if (row.distribution) {
+        samples_[{row.day, row.key}] = row;
+      } else {
+        scalars_[{row.day, row.key}] = row.value.value();
+      }
+    }
+  }
+  std::optional<double> scalar(const std::string& day, const std::string& key) const {
+    auto it = scalars_.find({day, key});
+    if (it == scalars_.end()) return std::nullopt;
+    return it->second;
+  }
+  const KeyRow* sample(const std::string& day, const std::string& key) const {
+    auto it = samples_.find({day, key});
+    return it == samples_.end() ? nullptr : &it->second;
+  }
+  std::optional<double> state(const std::string& day, const std::string& name,
+                              const char* measure) const {
+    return scalar(day, kStatePrefix + name + "." + measure);
+  }
+  // Every scalar of day whose key starts with prefix, by the rest of the key.
+  std::map<std::string, double> withPrefix(const std::string& day,
+                                           const std::string& prefix) const {
+    std::map<std::string, double> found;
+    for (auto it = scalars_.lower_bound({day, prefix});
+         it != scalars_.end() && it->first.first == day && it->first.second.starts_with(prefix);
+         ++it) {
+      found[it->first.second.substr(prefix.size())] = it->second;
+    }
+    return found;
+  }
+  std::map<std::string, const KeyRow*> samplesWithPrefix(const std::string& day,
+                                                         const std::string& prefix) const {
+    std::map<std::string, const KeyRow*> found;
+    for (auto it = samples_.lower_bound({day, prefix});
+         it != samples_.end() && it->first.first == day && it->first.second.starts_with(prefix);
+         ++it) {
+      found[it->first.second.substr(prefix.size())] = &it->second;
+    }
+    return found;
+  }
+  const std::set<std::string>& days() const { return days_; }
+
+ private:
+  std::set<std::string> days_;
+  std::map<std::pair<std::string, std::string>, double> scalars_;
+  std::map<std::pair<std::string, std::string>, KeyRow> samples_;
+};
+
+std::optional<double> Rate(std::optional<double> energy, std::optional<double> seconds) {
+  if (!energy || !seconds || *seconds <= 0) return std::nullopt;
+  return *energy / *seconds * 3600.0;
+}
+
+// The local midnight that starts day, in seconds since 1970.
+double Midnight(const date::time_zone* zone, const std::string& day) {
+  int y = 1970;
+  unsigned m = 1, d = 1;
+  std::sscanf(day.c_str(), "%d-%u-%u", &y, &m, &d);
+  const date::local_days local{date::year{y} / date::month{m} / date::day{d}};
+  if (!zone) return static_cast<double>(date::sys_days(local.time_since_epoch()).time_since_epoch() /
+                                        std::chrono::seconds(1));
+  const auto info = zone->get_info(local);
+  // A midnight skipped by a change of offset starts the day at the change.
+  const auto sys = info.result == date::local_info::nonexistent
+                       ? info.second.begin
+                       : date::sys_seconds(local.time_since_epoch()) - info.first.offset;
+  return static_cast<double>(sys.time_since_epoch().count());
+}
+
+std::string NextDay(const std::string& day) {
+  int y = 1970;
+  unsigned m = 1, d = 1;
+  std::sscanf(day.c_str(), "%d-%u-%u", &y, &m, &d);
+  const date::year_month_day next{date::sys_days{date::year{y} / date::month{m} / date::day{d}} +
+                                  date::days{1}};
+  return date::format("%F", next);
+}
+
+std::vector<std::string> DaysBetween(const std::string& first, const std::string& last) {
+  std::vector<std::string> days;
+  for (std::string d = first; d <= last && days.size() < 3660; d = NextDay(d)) days.push_back(d);
+  return days;
+}
+
+// The stretches the daemon ran: from each start to its stop, or to the last row before the
+// next start when it ended without one.
+std::vector<std::pair<double, double>> RunningStretches(const std::vector<TimelineRow>& rows) {
+  std::vector<std::pair<double, double>> running;
+  std::optional<double> from;
+  double last = 0;
+  for (const TimelineRow& row : rows) {
+    if (row.event == kEventStart) {
+      if (from) running.emplace_back(*from, last);
+      from = row.at;
+    } else if (row.event == kEventStop) {
+      if (from) running.emplace_back(*from, row.at);
+      from.reset();
+    }
+    last = row.at;
+  }
+  if (from) running.emplace_back(*from, last);
+  return running;
+}
+
+double Overlap(const std::vector<std::pair<double, double>>& stretches, double from, double to) {
+  double total = 0;
+  for (const auto& [a, b] : stretches) total += std::max(0.0, std::min(b, to) - std::max(a, from));
+  return total;
+}
+
+}  // namespace
+
+const Table* Report::table(const std::string& name) const {
+  for (const Table& t : tables) {
+    if (t.name == name) return &t;
+  }
+  return nullptr;
+}
+
+std::string LocalClock(double at, int32_t utcOffset, bool seconds) {
+  const auto t = date::sys_seconds(std::chrono::seconds(static_cast<int64_t>(std::floor(at)) +
+                                                        utcOffset));
+  return date::format(seconds ? "%F %T" : "%F %R", t);
+}
+
+Report BuildReport(Database& db, const ReportOptions& options) {
+  Report report;
+  report.version = kTallydVersion;
+  if (db.hasTable("meta")) {
+    Statement list = db.prepare("SELECT name, value FROM meta ORDER BY name");
+    while (list.row()) report.meta.emplace_back(list.columnText(0), list.columnText(1));
+  }
+  report.timeZone = "UTC";
+  for (const auto& [name, value] : report.meta) {
+    if (name == "time_zone" && !value.empty()) report.timeZone = value;
+  }
+  const date::time_zone* zone = nullptr;
+  try {
+    zone = date::locate_zone(report.timeZone);
+  } catch (const std::exception&) {
+    report.timeZone += " (unknown here: days drawn in UTC)";
+  }
+
+  const Keys keys(db);
+  const std::vector<TimelineRow> rows = ReadTimeline(db);
+  std::set<std::string> present = keys.days();
+  for (const TimelineRow& row : rows) present.insert(row.day);
+  for (const std::string& day : present) {
+    if (options.days.contains(day)) report.days.push_back(day);
+  }
+  for (const std::string& day : options.compare) {
+    if (!present.count(day)) {
+      throw CommandError(kExitUsage, "--compare " + day + ": the store holds nothing of that day");
+    }
+  }
+  if (!report.days.empty()) {
+    report.days = DaysBetween(report.days.front(), report.days.back());
+    for (const std::string& day : report.days) report.midnights.push_back(Midnight(zone, day));
+    report.midnights.push_back(Midnight(zone, NextDay(report.days.back())));
+  }
+  const double rangeFrom = report.midnights.empty() ? 0 : report.midnights.front();
+  const double rangeTo = report.midnights.empty() ? 0 : report.midnights.back();
+
+  // The timeline, and the stretches nobody recorded within the days shown.
+  const auto running = RunningStretches(rows);
+  double covered = rangeFrom;
+  for (const auto& [a, b] : running) {
+    if (b <= rangeFrom || a >= rangeTo) continue;
+    if (a > covered) {
+      report.notRecorded.push_back(
+          {covered, a, covered == rangeFrom ? "before the daemon started" : "the daemon was not running"});
+    }
+    covered = std::max(covered, b);
+  }
+  if (!report.days.empty() && covered < rangeTo) {
+    report.notRecorded.push_back({covered, rangeTo, running.empty() ? "no timeline in the store"
+                                                                    : "after the daemon stopped"});
+  }
+  for (Stretch& s : report.notRecorded) {
+    s.utcOffset = rows.empty() ? 0 : rows.front().utcOffset;
+    for (const TimelineRow& row : rows) {
+      if (row.at <= s.from) s.utcOffset = row.utcOffset;
+    }
+  }
+  for (const TimelineRow& row : rows) {
+    if (row.at < rangeFrom || row.at > rangeTo) continue;
+    report.timeline.push_back(
+        {row.at, row.utcOffset, row.event, row.state, row.level, row.thermal, row.wakeReason});
+  }
+
+  // How to read the report.
+  report.reading = {
+      "Days are local days in " + report.timeZone + ".",
+      "Times are h:mm; energy is in mWh drawn from the battery (a negative value is charge "
+      "gained); power is in mW; battery levels are percent of the full charge.",
+      "An interval of a power state counts on the local day it ends, so a day's times need not "
+      "add up to 24 hours; the unaccounted row says by how much they differ from the time the "
+      "daemon ran that day (time before a daemon's first measurement is never booked).",
+      "n/a marks a value that does not apply, such as the low-power-mode day energy of the "
+      "condition that was not current."};
+  for (const TimelineRow& row : rows) {
+    if (row.event != kEventDailyReport || !options.days.contains(row.day)) continue;
+    report.reading.push_back("The daily report of " + row.day + " (brightness, network) covers " +
+                             LocalClock(row.at - 86400, row.utcOffset) + " to " +
+                             LocalClock(row.at, row.utcOffset) + ".");
+  }
+  if (db.hasTable("activated_reports")) {
+    Statement list = db.prepare("SELECT day, at FROM activated_reports ORDER BY at");
+    while (list.row()) {
+      const std::string day = list.columnText(0);
+      if (!options.days.contains(day)) continue;
+      const double at = list.columnDouble(1);
+      int32_t offset = 0;
+      for (const TimelineRow& row : rows) {
+        if (row.at <= at) offset = row.utcOffset;
+      }
+      report.reading.push_back("The activated-apps report of " + day + " covers the 24 hours to " +
+                               LocalClock(at, offset) + ".");
+    }
+  }
+
+  // The last battery reading of each day: its level, and its capacity in mWh for percentages.
+  std::map<std::string, const TimelineRow*> lastBattery;
+  for (const TimelineRow& row : rows) {
+    if (row.maxCapacity && row.voltage) lastBattery[row.day] = &row;
+  }
+
+  // Applications by day.
+  struct App {
+    double values[5] = {0, 0, 0, 0, 0};
+  };
+  auto appsOf = [&](const std::string& day) {
+    std::map<std::string, App> apps;
+    for (int k = 0; k < 5; ++k) {
+      for (const auto& [bundle, value] : keys.withPrefix(day, kAppKeys[k])) {
+        apps[bundle].values[k] = value;
+      }
+    }
+    return apps;
+  };
+
+  Table days{"days", "Days", "", {}, {}};
+  days.columns = {Col("day", "day", Kind::kDay),
+                  Col("on_battery_s", "on battery", Kind::kDuration, "s"),
+                  Col("drain_mWh", "drain", Kind::kEnergy, "mWh"),
+                  Col("drain_pct_of_capacity", "of capacity", Kind::kPercent, "%"),
+                  Col("mean_drain_mW", "mean drain", Kind::kPower, "mW"),
+                  Col("screen_on_s", "screen on", Kind::kDuration, "s"),
+                  Col("screen_on_drain_mWh", "screen-on drain", Kind::kEnergy, "mWh"),
+                  Col("screen_on_mW", "screen-on rate", Kind::kPower, "mW"),
+                  Col("screen_off_s", "screen off", Kind::kDuration, "s"),
+                  Col("screen_off_drain_mWh", "screen-off drain", Kind::kEnergy, "mWh"),
+                  Col("screen_off_mW", "screen-off rate", Kind::kPower, "mW"),
+                  Col("asleep_s", "asleep on battery", Kind::kDuration, "s"),
+                  Col("wakes", "wakes", Kind::kCount),
+                  Col("battery_level_pct", "last battery level", Kind::kPercent, "%"),
+                  Col("top_app", "top app", Kind::kText),
+                  Col("top_app_active_s", "top app active", Kind::kDuration, "s"),
+                  Col("recorded_s", "recorded", Kind::kDuration, "s")};
+  Table states{"states", "Time and energy per power state", "", {}, {}};
+  states.columns = {Col("day", "day", Kind::kDay),
+                    Col("state", "state", Kind::kText),
+                    Col("duration_s", "time", Kind::kDuration, "s"),
+                    Col("energy_mWh", "energy", Kind::kEnergy, "mWh"),
+                    Col("power_mW", "power", Kind::kPower, "mW"),
+                    Col("exits", "exits", Kind::kCount)};
+  states.note =
+      "Unaccounted is the time the daemon ran that day less the time booked to plugged in and "
+      "unplugged; the _24hr rows hold the energy of the low-power-mode condition that was "
+      "current (n/a when it never was).";
+  Table apps{"apps", "Applications",
+             "Active is time in the foreground, bg time in the background; change is the active "
+             "time against the day before.",
+             {}, {}};
+  apps.columns = {Col("day", "day", Kind::kDay),
+                  Col("bundle", "application", Kind::kText),
+                  Col("active_s", "active", Kind::kDuration, "s"),
+                  Col("background_s", "bg time", Kind::kDuration, "s"),
+                  Col("launches", "launches", Kind::kCount),
+                  Col("activations", "activations", Kind::kCount),
+                  Col("background_launches", "bg launches", Kind::kCount),
+                  Col("active_change_s", "change", Kind::kDuration, "s")};
+  Table wakes{"wakes", "Wake reasons", "A wake can have several reasons.", {}, {}};
+  wakes.columns = {Col("day", "day", Kind::kDay), Col("reason", "reason", Kind::kText),
+                   Col("wakes", "wakes", Kind::kCount)};
+  Table brightness{"brightness", "Brightness histogram",
+                   "Time at each backlight level over the 24 hours each daily report covers.",
+                   {}, {}};
+  brightness.columns = {Col("day", "day", Kind::kDay), Col("bucket", "brightness", Kind::kText),
+                        Col("duration_s", "time", Kind::kDuration, "s"),
+                        Col("reports", "reports", Kind::kCount)};
+  Table setting{"backlight_setting", "Brightness setting at power events", "", {}, {}};
+  setting.columns = {Col("day", "day", Kind::kDay), Col("samples", "samples", Kind::kCount),
+                     Col("mean_pct", "mean", Kind::kPercent, "%"),
+                     Col("min_pct", "min", Kind::kPercent, "%"),
+                     Col("max_pct", "max", Kind::kPercent, "%")};
+  Table lpm{"low_power_mode", "Low-power mode switches",
+            "The battery level is the module's, rounded up to a multiple of 10.", {}, {}};
+  lpm.columns = {Col("day", "day", Kind::kDay), Col("switch", "switched", Kind::kText),
+                 Col("battery_level_pct", "at battery level", Kind::kPercent, "%"),
+                 Col("times", "times", Kind::kCount)};
+  Table thermal{"thermal", "Thermal level", "", {}, {}};
+  thermal.columns = {Col("day", "day", Kind::kDay), Col("samples", "reports", Kind::kCount),
+                     Col("min", "min", Kind::kNumber), Col("mean", "mean", Kind::kNumber),
+                     Col("max", "max", Kind::kNumber)};
+  Table network{"network", "Network errors", "Counter increases over each daily report.", {}, {}};
+  network.columns = {Col("day", "day", Kind::kDay), Col("interface", "interface", Kind::kText),
+                     Col("counter", "counter", Kind::kText),
+                     Col("increase", "increase", Kind::kCount)};
+
+  auto count = [](std::optional<double> v) { return v ? Cell(static_cast<int64_t>(*v)) : Cell(); };
+  auto recordedOn = [&](const std::string& day) {
+    return Overlap(running, Midnight(zone, day), Midnight(zone, NextDay(day)));
+  };
+  auto card = [&](const std::string& day) -> std::vector<Cell> {
+    const auto onBattery = keys.state(day, "unplugged", "duration");
+    const auto drain = keys.state(day, "unplugged", "energy");
+    const auto onSeconds = keys.state(day, "unplugged_screen_on", "duration");
+    const auto onDrain = keys.state(day, "unplugged_screen_on", "energy");
+    const auto offSeconds = keys.state(day, "unplugged_screen_off", "duration");
+    const auto offDrain = keys.state(day, "unplugged_screen_off", "energy");
+    std::optional<double> percent, level;
+    if (auto it = lastBattery.find(day); it != lastBattery.end()) {
+      const double capacity = *it->second->maxCapacity * *it->second->voltage / 1000.0;
+      if (drain && capacity > 0) percent = *drain / capacity * 100.0;
+      level = it->second->level;
+    }
+    const auto dayApps = appsOf(day);
+    const std::pair<const std::string, App>* top = nullptr;
+    for (const auto& entry : dayApps) {
+      if (entry.second.values[0] > 0 && (!top || entry.second.values[0] > top->second.values[0])) {
+        top = &entry;
+      }
+    }
+    return {day, Maybe(onBattery), Maybe(drain), Maybe(percent),
+                         Maybe(Rate(drain, onBattery)), Maybe(onSeconds), Maybe(onDrain),
+                         Maybe(Rate(onDrain, onSeconds)), Maybe(offSeconds), Maybe(offDrain),
+                         Maybe(Rate(offDrain, offSeconds)),
+                         Maybe(keys.state(day, "unplugged_asleep", "duration")),
+                         count(keys.scalar(day, kWakeCountKey)), Maybe(level),
+                         top ? Cell(top->first) : Cell(),
+                         top ? Cell(top->second.values[0]) : Cell(),
+                         rows.empty() ? Cell() : Cell(recordedOn(day))};
+  };
+  for (const std::string& day : report.days) {
+    const size_t index = &day - report.days.data();
+    const double recorded = recordedOn(day);
+    days.rows.push_back(card(day));
+    const auto onBattery = keys.state(day, "unplugged", "duration");
+
+    for (const char* name : kStates) {
+      const auto seconds = keys.state(day, name, "duration");
+      const auto energy = keys.state(day, name, "energy");
+      states.rows.push_back({day, std::string(name), Maybe(seconds), Maybe(energy),
+                             Maybe(Rate(energy, seconds)), count(keys.state(day, name, "count"))});
+    }
+    for (const char* name : kDayStates) {
+      states.rows.push_back(
+          {day, std::string(name), Cell(), Maybe(keys.state(day, name, "energy")), Cell(), Cell()});
+    }
+    const auto plugged = keys.state(day, "pluggedin", "duration");
+    std::optional<double> unaccounted;
+    if (!rows.empty()) unaccounted = recorded - onBattery.value_or(0) - plugged.value_or(0);
+    states.rows.push_back(
+        {day, std::string("unaccounted"), Maybe(unaccounted), Cell(), Cell(), Cell()});
+
+    const auto dayApps = appsOf(day);
+    std::vector<std::pair<std::string, App>> sorted(dayApps.begin(), dayApps.end());
+    std::stable_sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) {
+      return a.second.values[0] > b.second.values[0];
+    });
+    const auto before = appsOf(day == report.days.front() ? "" : report.days[index - 1]);
+    for (const auto& [bundle, app] : sorted) {
+      auto previous = before.find(bundle);
+      const double was = previous == before.end() ? 0 : previous->second.values[0];
+      const bool known = index > 0;
+      apps.rows.push_back({day, bundle, app.values[0], app.values[1], count(app.values[2]),
+                           count(app.values[3]), count(app.values[4]),
+                           known ? Cell(app.values[0] - was) : Cell()});
+    }
+
+    for (const auto& [reason, n] : keys.withPrefix(day, kWakeReasonPrefix)) {
+      wakes.rows.push_back({day, reason, count(n)});
+    }
+    for (const auto& [bucket, row] : keys.samplesWithPrefix(day, kBrightnessHistogramPrefix)) {
+      // "040_050" reads as 40–50 %.
+      std::string label = bucket;
+      if (bucket.size() == 7 && bucket[3] == '_') {
+        label = std::to_string(std::stoi(bucket.substr(0, 3))) + "-" +
+                std::to_string(std::stoi(bucket.substr(4))) + " %";
+      }
+      brightness.rows.push_back({day, label, row->sum, row->count});
+    }
+    if (const KeyRow* s = keys.sample(day, kBacklightUserSettingKey); s && s->count > 0) {
+      setting.rows.push_back({day, s->count, s->sum / static_cast<double>(s->count), s->min, s->max});
+    }
+    for (const auto& [rest, n] : keys.withPrefix(day, kStatePrefix)) {
+      // "70.LPM.enable"
+      const size_t dot = rest.find(".LPM.");
+      if (dot == std::string::npos || dot == 0 ||
+          rest.find_first_not_of("0123456789") != dot) {
+        continue;
+      }
+      const std::string what = rest.substr(dot + 5);
+      if (what != "enable" && what != "disable") continue;
+      lpm.rows.push_back({day, std::string(what == "enable" ? "on" : "off"),
+                          static_cast<int64_t>(std::stoll(rest.substr(0, dot))), count(n)});
+    }
+    if (const KeyRow* s = keys.sample(day, kThermalLevelsKey); s && s->count > 0) {
+      thermal.rows.push_back({day, s->count, s->min, s->sum / static_cast<double>(s->count), s->max});
+    }
+    for (const auto& [rest, n] : keys.withPrefix(day, kNetstatsPrefix)) {
+      const size_t dot = rest.rfind('.');
+      if (dot == std::string::npos) continue;
+      network.rows.push_back({day, rest.substr(0, dot), rest.substr(dot + 1), count(n)});
+    }
+  }
+
+  report.tables = {std::move(days), std::move(states), std::move(apps), std::move(wakes),
+                   std::move(brightness), std::move(setting), std::move(lpm), std::move(thermal),
+                   std::move(network)};
+
+  // Compare: the day cards' numbers and each state's time, day by day, with the difference of
+  // each later day from the first.
+  if (!options.compare.empty()) {
+    Table compare{"compare", "Compare", "Differences are against " + options.compare.front() + ".",
+                  {}, {}};
+    compare.columns = {Col("measure", "measure", Kind::kText), Col("unit", "unit", Kind::kText)};
+    for (const std::string& day : options.compare) {
+      compare.columns.push_back(Col(day, day, Kind::kNumber));
+    }
+    for (size_t i = 1; i < options.compare.size(); ++i) {
+      compare.columns.push_back(
+          Col("change_" + options.compare[i], options.compare[i] + " change", Kind::kNumber));
+    }
+    const Table& cards = report.tables.front();
+    std::map<std::string, std::vector<Cell>> cardOf;
+    for (const std::string& day : options.compare) cardOf[day] = card(day);
+    Keys const& k = keys;
+    auto add = [&](const std::string& measure, const std::string& unit,
+                   const std::function<std::optional<double>(const std::string&)>& of) {
+      std::vector<Cell> row{measure, unit};
+      std::vector<std::optional<double>> values;
+      for (const std::string& day : options.compare) {
+        values.push_back(of(day));
+        row.push_back(Maybe(values.back()));
+      }
+      for (size_t i = 1; i < values.size(); ++i) {
+        row.push_back(values[i] && values[0] ? Cell(*values[i] - *values[0]) : Cell());
+      }
+      compare.rows.push_back(std::move(row));
+    };
+    for (size_t c = 1; c < cards.columns.size(); ++c) {
+      const Column& column = cards.columns[c];
+      if (column.kind == Kind::kText) continue;
+      add(column.header, column.unit, [&](const std::string& day) -> std::optional<double> {
+        return NumberOf(cardOf[day][c]);
+      });
+    }
+    for (const char* name : kStates) {
+      add(std::string(name) + " time", "s",
+          [&](const std::string& day) { return k.state(day, name, "duration"); });
+    }
+    report.tables.push_back(std::move(compare));
+  }
+  return report;
+}
+
+}  // namespace tl::host::report

@@ -1,0 +1,83 @@
+// Reading a store: the read-only opening, the check and the listings.
+#include "host/store_reading.h"
+
+#include "host/exit_codes.h"
+#include "host/stats_store.h"
+
+namespace tl::host {
+
+std::string StoredNumber::text() const {
+  return integer ? std::to_string(i) : FormatNumber(d);
+}
+
+Database OpenStoreForReading(const std::string& path) {
+  Database db(path, Database::Mode::kReadOnly);
+  bool isStore = false;
+  try {
+    isStore = db.hasTable("scalars") && db.hasTable("distributions");
+  } catch (const CommandError&) {
+    // SQLite reads the first page only when asked: a file that is no database fails here.
+  }
+  if (!isStore) throw CommandError(kExitBadInput, path + ": not a tallyd store");
+  return db;
+}
+
+namespace {
+
+StoredNumber ColumnNumber(Statement& s, int column) {
+  StoredNumber n;
+  n.integer = s.columnType(column) == SQLITE_INTEGER;
+  if (n.integer) {
+    n.i = s.columnInt64(column);
+  } else {
+    n.d = s.columnDouble(column);
+  }
+  return n;
+}
+
+constexpr char kDayBounds[] = "(?2 = '' OR day >= ?2) AND (?3 = '' OR day <= ?3)";
+
+}  // namespace
+
+std::vector<KeyRow> ReadKeys(Database& db, const std::string& prefix, const DayRange& days) {
+  const std::string where =
+      std::string(" WHERE substr(key, 1, length(?1)) = ?1 AND ") + kDayBounds;
+  Statement list = db.prepare(
+      ("SELECT key, day, 0, value, 0, 0, 0 FROM scalars" + where +
+       " UNION ALL SELECT key, day, 1, count, sum, min, max FROM distributions" + where +
+       " ORDER BY 1, 2, 3")
+          .c_str());
+  list.bind(1, prefix).bind(2, days.from).bind(3, days.to);
+  std::vector<KeyRow> rows;
+  while (list.row()) {
+    KeyRow row;
+    row.key = list.columnText(0);
+    row.day = list.columnText(1);
+    row.distribution = list.columnInt64(2) != 0;
+    if (row.distribution) {
+      row.count = list.columnInt64(3);
+      row.sum = list.columnDouble(4);
+      row.min = list.columnDouble(5);
+      row.max = list.columnDouble(6);
+    } else {
+      row.value = ColumnNumber(list, 3);
+    }
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+std::vector<ActivatedRow> ReadActivated(Database& db, const DayRange& days) {
+  std::vector<ActivatedRow> rows;
+  if (!db.hasTable("activated_apps")) return rows;
+  Statement list = db.prepare(
+      (std::string("SELECT DISTINCT r.day, a.bundle_id, a.version FROM activated_apps a "
+                   "JOIN activated_reports r ON r.id = a.report WHERE ") +
+       kDayBounds + " ORDER BY 1, 2, 3")
+          .c_str());
+  list.bind(2, days.from).bind(3, days.to);
+  while (list.row()) rows.push_back({list.columnText(0), list.columnText(1), list.columnText(2)});
+  return rows;
+}
+
+}  // namespace tl::host
