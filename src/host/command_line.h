@@ -5,13 +5,16 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tl::host {
 
 struct OptionSpec {
+  OptionSpec(std::string name, bool takesValue = true, std::string alias = {})
+      : name(std::move(name)), takesValue(takesValue), alias(std::move(alias)) {}
   std::string name;  // "--db"
-  bool takesValue = true;
+  bool takesValue;
   std::string alias;  // "-o", or empty
 };
 

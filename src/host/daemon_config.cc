@@ -14,7 +14,8 @@ namespace {
 
 platform::Dictionary ObjectOf(const Json& json, const std::string& what,
                               const std::string& source) {
-  if (!json.is_object()) throw CommandError(kExitBadInput, source + ": " + what + " must be an object");
+  if (!json.is_object())
+    throw CommandError(kExitBadInput, source + ": " + what + " must be an object");
   platform::Dictionary out;
   for (const auto& [key, value] : json.items()) out[key] = ToValue(value);
   return out;
@@ -29,7 +30,8 @@ linuxdev::Settings ParseDaemonConfig(const std::string& text, const std::string&
   linuxdev::Settings settings;
   for (const auto& [key, value] : json.items()) {
     if (key == "preferences") {
-      if (!value.is_object()) throw CommandError(kExitBadInput, source + ": preferences must be an object");
+      if (!value.is_object())
+        throw CommandError(kExitBadInput, source + ": preferences must be an object");
       for (const auto& [domain, keys] : value.items()) {
         settings.preferences[domain] = ObjectOf(keys, "preferences." + domain, source);
       }
@@ -38,7 +40,8 @@ linuxdev::Settings ParseDaemonConfig(const std::string& text, const std::string&
     } else if (key == "tasking") {
       settings.tasking = ObjectOf(value, "tasking", source);
     } else if (key == "consent") {
-      if (!value.is_boolean()) throw CommandError(kExitBadInput, source + ": consent must be true or false");
+      if (!value.is_boolean())
+        throw CommandError(kExitBadInput, source + ": consent must be true or false");
       settings.consent = value.get<bool>();
     } else if (key == "poll_seconds") {
       if (!value.is_number() || value.get<double>() < 1) {

@@ -44,7 +44,8 @@ constexpr char kOverview[] =
     "a file that is no store), 70 internal error, 74 a file cannot be read or written.\n"
     "\n"
     "example:\n"
-    "  tallyd replay examples/sample-day.jsonl --db day.db && tallyd report --db day.db -o day.html\n";
+    "  tallyd replay examples/sample-day.jsonl --db day.db && tallyd report --db day.db -o "
+    "day.html\n";
 
 struct Command {
   const char* name;
@@ -147,18 +148,17 @@ int KeysCommand(const Arguments& args) {
                                 : row.key;
     if (format == "text") {
       out += row.key + " " + row.day + " ";
-      out += row.distribution ? "samples=" + std::to_string(row.count) +
-                                    " sum=" + report::DataNumber(row.sum) +
-                                    " min=" + report::DataNumber(row.min) +
-                                    " max=" + report::DataNumber(row.max)
-                              : row.value.text();
+      out += row.distribution
+                 ? "samples=" + std::to_string(row.count) + " sum=" + report::DataNumber(row.sum) +
+                       " min=" + report::DataNumber(row.min) + " max=" + report::DataNumber(row.max)
+                 : row.value.text();
       out += "\n";
     } else if (format == "csv") {
       out += key + "," + row.day + (row.distribution ? ",distribution,," : ",scalar,");
-      out += row.distribution ? std::to_string(row.count) + "," + report::DataNumber(row.sum) +
-                                    "," + report::DataNumber(row.min) + "," +
-                                    report::DataNumber(row.max)
-                              : row.value.text() + ",,,,";
+      out += row.distribution
+                 ? std::to_string(row.count) + "," + report::DataNumber(row.sum) + "," +
+                       report::DataNumber(row.min) + "," + report::DataNumber(row.max)
+                 : row.value.text() + ",,,,";
       out += "\n";
     } else {
       nlohmann::ordered_json entry = {{"key", row.key}, {"day", row.day}};
@@ -188,9 +188,12 @@ int ActivatedCommand(const Arguments& args) {
   if (!args.operands.empty()) throw CommandError(kExitUsage, "activated takes no operands");
   const std::string format = Format(args, {"text", "csv", "json"});
   Database db = OpenStoreForReading(StorePath(args));
-  report::Table table{"activated", "", "", {{"day", "day", report::Kind::kDay, ""},
-                                            {"bundle", "bundle", report::Kind::kText, ""},
-                                            {"version", "version", report::Kind::kText, ""}},
+  report::Table table{"activated",
+                      "",
+                      "",
+                      {{"day", "day", report::Kind::kDay, ""},
+                       {"bundle", "bundle", report::Kind::kText, ""},
+                       {"version", "version", report::Kind::kText, ""}},
                       {}};
   nlohmann::ordered_json json = nlohmann::ordered_json::array();
   std::string out;
@@ -343,7 +346,13 @@ const std::vector<Command>& Commands() {
        "\n"
        "example:\n"
        "  tallyd report --db day.db -o day.html\n",
-       {{"--db"}, {"--from"}, {"--to"}, {"--compare"}, {"--format"}, {"--table"}, {"--out", true, "-o"}},
+       {{"--db"},
+        {"--from"},
+        {"--to"},
+        {"--compare"},
+        {"--format"},
+        {"--table"},
+        {"--out", true, "-o"}},
        ReportCommand},
   };
   return commands;

@@ -7,9 +7,9 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 
@@ -42,7 +42,8 @@ std::string MakeTemporaryDirectory(const char* name) {
 class Progress {
  public:
   explicit Progress(int totalLines)
-      : enabled_(totalLines > 0 && ::isatty(STDERR_FILENO)), total_(totalLines),
+      : enabled_(totalLines > 0 && ::isatty(STDERR_FILENO)),
+        total_(totalLines),
         started_(std::chrono::steady_clock::now()) {}
   ~Progress() {
     if (shown_) std::fputs("\r\033[K", stderr);
@@ -266,7 +267,6 @@ int RunDaemonProcess(const ReplayOptions& options, int totalLines, const Json& h
   if (!account->is_object()) throw std::runtime_error("a daemon process gave no account of itself");
   return 0;
 }
-
 
 // Whether the store at path already holds values of a replay or a daemon.
 bool StoreHoldsValues(const std::string& path) {

@@ -1,6 +1,7 @@
 // Run: the resident daemon's start, its store, its daily trigger and its orderly end.
 #include "host/run.h"
 
+#include <date/tz.h>
 #include <signal.h>
 #include <systemd/sd-daemon.h>
 
@@ -9,11 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <stdexcept>
-
-#include <date/tz.h>
-
 #include <mutex>
+#include <stdexcept>
 
 #include "host/daemon_config.h"
 #include "host/exit_codes.h"
@@ -144,9 +142,8 @@ int Run(const RunOptions& given) {
     }
     meta.set(kMetaTallydVersion, kTallydVersion);
   });
-  PowerTimeline power(machine, [&](const TimelineRow& row) {
-    sink.inTransaction([&] { timeline.add(row); });
-  });
+  PowerTimeline power(
+      machine, [&](const TimelineRow& row) { sink.inTransaction([&] { timeline.add(row); }); });
   for (const std::string& line : machine.findings())
     std::fprintf(stderr, "tallyd: %s\n", line.c_str());
   std::fflush(stderr);

@@ -10,8 +10,8 @@ namespace tl::host {
 namespace {
 [[noreturn]] void Fail(sqlite3* db) {
   const char* file = sqlite3_db_filename(db, "main");
-  throw CommandError(kExitReadWrite, std::string(file && *file ? file : "the store") + ": " +
-                                         sqlite3_errmsg(db));
+  throw CommandError(kExitReadWrite,
+                     std::string(file && *file ? file : "the store") + ": " + sqlite3_errmsg(db));
 }
 }  // namespace
 
@@ -72,8 +72,8 @@ Database::Database(const std::string& path, Mode mode) : path_(path) {
     if (!S_ISREG(info.st_mode)) throw CommandError(kExitReadWrite, path + ": not a file");
   }
   sqlite3* db = nullptr;
-  const int flags = mode == Mode::kReadOnly ? SQLITE_OPEN_READONLY
-                                            : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  const int flags =
+      mode == Mode::kReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
   const int rc = sqlite3_open_v2(path.c_str(), &db, flags, nullptr);
   db_.reset(db);
   if (rc != SQLITE_OK) {

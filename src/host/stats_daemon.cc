@@ -10,8 +10,7 @@ bool IsLowPowerModeDayKey(std::string_view key) {
          key.find("_24hr.") != std::string_view::npos;
 }
 
-void StatsDaemon::fold(const std::string& day, std::string_view key,
-                       const platform::Value& value) {
+void StatsDaemon::fold(const std::string& day, std::string_view key, const platform::Value& value) {
   if (key == kBacklightUserSettingKey) {
     store_.pushSample(day, key, value.doubleValue());
   } else if (IsLowPowerModeDayKey(key) && value.isNumber() &&

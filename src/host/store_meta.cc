@@ -20,8 +20,9 @@ StoreMeta::StoreMeta(Database& db) : db_(db) {
 }
 
 void StoreMeta::set(std::string_view name, std::string_view value) {
-  db_.prepare("INSERT INTO meta (name, value) VALUES (?1, ?2) "
-              "ON CONFLICT (name) DO UPDATE SET value = excluded.value")
+  db_.prepare(
+         "INSERT INTO meta (name, value) VALUES (?1, ?2) "
+         "ON CONFLICT (name) DO UPDATE SET value = excluded.value")
       .bind(1, name)
       .bind(2, value)
       .run();

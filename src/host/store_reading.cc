@@ -6,9 +6,7 @@
 
 namespace tl::host {
 
-std::string StoredNumber::text() const {
-  return integer ? std::to_string(i) : FormatNumber(d);
-}
+std::string StoredNumber::text() const { return integer ? std::to_string(i) : FormatNumber(d); }
 
 Database OpenStoreForReading(const std::string& path) {
   Database db(path, Database::Mode::kReadOnly);
@@ -40,13 +38,12 @@ constexpr char kDayBounds[] = "(?2 = '' OR day >= ?2) AND (?3 = '' OR day <= ?3)
 }  // namespace
 
 std::vector<KeyRow> ReadKeys(Database& db, const std::string& prefix, const DayRange& days) {
-  const std::string where =
-      std::string(" WHERE substr(key, 1, length(?1)) = ?1 AND ") + kDayBounds;
-  Statement list = db.prepare(
-      ("SELECT key, day, 0, value, 0, 0, 0 FROM scalars" + where +
-       " UNION ALL SELECT key, day, 1, count, sum, min, max FROM distributions" + where +
-       " ORDER BY 1, 2, 3")
-          .c_str());
+  const std::string where = std::string(" WHERE substr(key, 1, length(?1)) = ?1 AND ") + kDayBounds;
+  Statement list =
+      db.prepare(("SELECT key, day, 0, value, 0, 0, 0 FROM scalars" + where +
+                  " UNION ALL SELECT key, day, 1, count, sum, min, max FROM distributions" + where +
+                  " ORDER BY 1, 2, 3")
+                     .c_str());
   list.bind(1, prefix).bind(2, days.from).bind(3, days.to);
   std::vector<KeyRow> rows;
   while (list.row()) {
@@ -70,11 +67,11 @@ std::vector<KeyRow> ReadKeys(Database& db, const std::string& prefix, const DayR
 std::vector<ActivatedRow> ReadActivated(Database& db, const DayRange& days) {
   std::vector<ActivatedRow> rows;
   if (!db.hasTable("activated_apps")) return rows;
-  Statement list = db.prepare(
-      (std::string("SELECT DISTINCT r.day, a.bundle_id, a.version FROM activated_apps a "
-                   "JOIN activated_reports r ON r.id = a.report WHERE ") +
-       kDayBounds + " ORDER BY 1, 2, 3")
-          .c_str());
+  Statement list =
+      db.prepare((std::string("SELECT DISTINCT r.day, a.bundle_id, a.version FROM activated_apps a "
+                              "JOIN activated_reports r ON r.id = a.report WHERE ") +
+                  kDayBounds + " ORDER BY 1, 2, 3")
+                     .c_str());
   list.bind(2, days.from).bind(3, days.to);
   while (list.row()) rows.push_back({list.columnText(0), list.columnText(1), list.columnText(2)});
   return rows;

@@ -41,10 +41,9 @@ std::optional<int64_t> OptionalInt(Statement& s, int column) {
 }  // namespace
 
 Timeline::Timeline(Database& db)
-    : insert_(WithTable(db).prepare(
-          (std::string("INSERT INTO timeline (") + kColumns +
-           ") VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12)")
-              .c_str())) {}
+    : insert_(WithTable(db).prepare((std::string("INSERT INTO timeline (") + kColumns +
+                                     ") VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12)")
+                                        .c_str())) {}
 
 void Timeline::add(const TimelineRow& row) {
   insert_.bind(1, row.at).bind(2, row.day).bind(3, int64_t{row.utcOffset}).bind(4, row.event);

@@ -33,11 +33,11 @@ inline constexpr int kStateCharging = 8;
 inline constexpr int kStateLowPowerMode = 16;
 
 struct TimelineRow {
-  double at = 0;  // seconds since 1970
-  std::string day;  // the device's local day, YYYY-MM-DD
+  double at = 0;          // seconds since 1970
+  std::string day;        // the device's local day, YYYY-MM-DD
   int32_t utcOffset = 0;  // seconds east of UTC at that moment
   std::string event;
-  std::optional<int> state;  // base-state bits after the event
+  std::optional<int> state;           // base-state bits after the event
   std::optional<double> capacity;     // mAh
   std::optional<double> maxCapacity;  // mAh
   std::optional<double> level;        // percent of the full charge

@@ -59,7 +59,7 @@ TraceSummary CheckTrace(const std::string& path) {
 std::string FileSha256(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
-                                                                   &EVP_MD_CTX_free);
+                                                                  &EVP_MD_CTX_free);
   if (!in || !context || !EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr)) {
     throw CommandError(kExitReadWrite, path + ": cannot read the trace");
   }

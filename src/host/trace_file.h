@@ -7,10 +7,10 @@ namespace tl::host {
 
 // What a checked trace holds.
 struct TraceSummary {
-  int actionLines = 0;    // lines with an action
-  double lastAt = 0;      // seconds of the last action
-  double deviceStart = 0; // wall-clock seconds at 0 (the device's "start")
-  std::string timeZone;   // the device's time zone
+  int actionLines = 0;     // lines with an action
+  double lastAt = 0;       // seconds of the last action
+  double deviceStart = 0;  // wall-clock seconds at 0 (the device's "start")
+  std::string timeZone;    // the device's time zone
   std::string machine;
   std::string systemVersion;  // "NAME VERSION (BUILD)", empty for none
 };

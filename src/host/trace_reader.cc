@@ -25,7 +25,8 @@ std::optional<std::string> ParseStep(const Json& object, TraceStep& step) {
     const Action* action = FindAction(key);
     if (!action) {
       std::string message = "unknown action \"" + key + "\"";
-      if (auto near = NearestActionName(key)) message += " (did you mean \"" + std::string(*near) + "\"?)";
+      if (auto near = NearestActionName(key))
+        message += " (did you mean \"" + std::string(*near) + "\"?)";
       return message;
     }
     if (auto error = action->parse(value, &step.apply)) return "action \"" + key + "\": " + *error;

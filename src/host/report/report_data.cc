@@ -36,9 +36,7 @@ Json CellJson(const Cell& cell) {
 
 }  // namespace
 
-std::string DataNumber(double value) {
-  return FormatNumber(std::round(value * 1000.0) / 1000.0);
-}
+std::string DataNumber(double value) { return FormatNumber(std::round(value * 1000.0) / 1000.0); }
 
 std::string RenderCsv(const Table& table) {
   std::string out;
@@ -90,8 +88,7 @@ std::string RenderJson(const Report& report) {
   json["tables"] = tables;
   Json timeline = Json::array();
   for (const TimelinePoint& p : report.timeline) {
-    Json point = {{"at", p.at}, {"local", LocalClock(p.at, p.utcOffset, true)},
-                  {"event", p.event}};
+    Json point = {{"at", p.at}, {"local", LocalClock(p.at, p.utcOffset, true)}, {"event", p.event}};
     point["state"] = p.state ? Json(*p.state) : Json();
     point["level_pct"] = p.level ? CellJson(*p.level) : Json();
     point["thermal"] = p.thermal ? Json(*p.thermal) : Json();

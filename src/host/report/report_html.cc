@@ -14,11 +14,20 @@ std::string Escape(std::string_view text) {
   std::string out;
   for (char c : text) {
     switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      default: out += c;
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += c;
     }
   }
   return out;
@@ -111,7 +120,8 @@ std::string TableSection(const Report& report, const std::string& name, bool sor
   if (!table) return "";
   std::string body = before;
   if (!table->note.empty()) body += "<p class=\"note\">" + Escape(table->note) + "</p>\n";
-  body += table->rows.empty() ? "<p class=\"na\">None recorded.</p>\n" : HtmlTable(*table, sortable);
+  body +=
+      table->rows.empty() ? "<p class=\"na\">None recorded.</p>\n" : HtmlTable(*table, sortable);
   return "<h3>" + Escape(table->title) + "</h3>\n" + body;
 }
 
@@ -135,13 +145,16 @@ std::string Cards(const Report& report) {
 std::string RenderHtml(const Report& report) {
   std::string title = "tallyd report";
   if (!report.days.empty()) title += " " + report.days.front() + " to " + report.days.back();
-  std::string out = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-                    "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-                    "<title>" + Escape(title) + "</title>\n<style>\n";
+  std::string out =
+      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+      "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+      "<title>" +
+      Escape(title) + "</title>\n<style>\n";
   out += ChartLibraryStyles();
   out += "\n";
   out += PageStyles();
-  out += "</style>\n</head>\n<body>\n<header>\n<h1>" + Escape(title) + "</h1>\n<ul class=\"reading\">\n";
+  out += "</style>\n</head>\n<body>\n<header>\n<h1>" + Escape(title) +
+         "</h1>\n<ul class=\"reading\">\n";
   for (const std::string& sentence : report.reading) out += "<li>" + Escape(sentence) + "</li>\n";
   out += "</ul>\n<dl class=\"meta\">";
   for (const auto& [name, value] : report.meta) {
@@ -163,22 +176,24 @@ std::string RenderHtml(const Report& report) {
                    "<div class=\"chart\" id=\"chart-states\"></div>\n" +
                        TableSection(report, "states", false));
     out += Section("apps", "Applications", TableSection(report, "apps", true));
-    out += Section(
-        "details", "Wakes, brightness, low-power mode, thermal level and network",
-        TableSection(report, "wakes", true) +
-            TableSection(report, "brightness", false,
-                         "<div class=\"chart\" id=\"chart-brightness\"></div>\n") +
-            TableSection(report, "backlight_setting", false) +
-            TableSection(report, "low_power_mode", false) + TableSection(report, "thermal", false) +
-            TableSection(report, "network", true));
-    if (report.table("compare")) out += Section("compare", "Compare", TableSection(report, "compare", false));
+    out +=
+        Section("details", "Wakes, brightness, low-power mode, thermal level and network",
+                TableSection(report, "wakes", true) +
+                    TableSection(report, "brightness", false,
+                                 "<div class=\"chart\" id=\"chart-brightness\"></div>\n") +
+                    TableSection(report, "backlight_setting", false) +
+                    TableSection(report, "low_power_mode", false) +
+                    TableSection(report, "thermal", false) + TableSection(report, "network", true));
+    if (report.table("compare"))
+      out += Section("compare", "Compare", TableSection(report, "compare", false));
     std::string data =
         "<p class=\"note\">Every table as CSV (the column names carry the units), and the whole "
         "report as JSON.</p>\n<ul class=\"downloads\" id=\"downloads\"></ul>\n";
     for (const Table& table : report.tables) {
-      data += "<details><summary>" + Escape(table.name) + ".csv</summary><pre class=\"csv\" "
-              "data-name=\"" + Escape(table.name) + "\">" + Escape(RenderCsv(table)) +
-              "</pre></details>\n";
+      data += "<details><summary>" + Escape(table.name) +
+              ".csv</summary><pre class=\"csv\" "
+              "data-name=\"" +
+              Escape(table.name) + "\">" + Escape(RenderCsv(table)) + "</pre></details>\n";
     }
     out += Section("data", "The data", data);
   }

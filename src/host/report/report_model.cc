@@ -106,8 +106,9 @@ double Midnight(const date::time_zone* zone, const std::string& day) {
   unsigned m = 1, d = 1;
   std::sscanf(day.c_str(), "%d-%u-%u", &y, &m, &d);
   const date::local_days local{date::year{y} / date::month{m} / date::day{d}};
-  if (!zone) return static_cast<double>(date::sys_days(local.time_since_epoch()).time_since_epoch() /
-                                        std::chrono::seconds(1));
+  if (!zone)
+    return static_cast<double>(date::sys_days(local.time_since_epoch()).time_since_epoch() /
+                               std::chrono::seconds(1));
   const auto info = zone->get_info(local);
   // A midnight skipped by a change of offset starts the day at the change.
   const auto sys = info.result == date::local_info::nonexistent
@@ -135,19 +136,21 @@ std::vector<std::string> DaysBetween(const std::string& first, const std::string
 // next start when it ended without one.
 std::vector<std::pair<double, double>> RunningStretches(const std::vector<TimelineRow>& rows) {
   std::vector<std::pair<double, double>> running;
-  std::optional<double> from;
+  bool open = false;
+  double from = 0;
   double last = 0;
   for (const TimelineRow& row : rows) {
     if (row.event == kEventStart) {
-      if (from) running.emplace_back(*from, last);
+      if (open) running.emplace_back(from, last);
+      open = true;
       from = row.at;
     } else if (row.event == kEventStop) {
-      if (from) running.emplace_back(*from, row.at);
-      from.reset();
+      if (open) running.emplace_back(from, row.at);
+      open = false;
     }
     last = row.at;
   }
-  if (from) running.emplace_back(*from, last);
+  if (open) running.emplace_back(from, last);
   return running;
 }
 
@@ -167,8 +170,8 @@ const Table* Report::table(const std::string& name) const {
 }
 
 std::string LocalClock(double at, int32_t utcOffset, bool seconds) {
-  const auto t = date::sys_seconds(std::chrono::seconds(static_cast<int64_t>(std::floor(at)) +
-                                                        utcOffset));
+  const auto t =
+      date::sys_seconds(std::chrono::seconds(static_cast<int64_t>(std::floor(at)) + utcOffset));
   return date::format(seconds ? "%F %T" : "%F %R", t);
 }
 
@@ -217,13 +220,15 @@ Report BuildReport(Database& db, const ReportOptions& options) {
     if (b <= rangeFrom || a >= rangeTo) continue;
     if (a > covered) {
       report.notRecorded.push_back(
-          {covered, a, covered == rangeFrom ? "before the daemon started" : "the daemon was not running"});
+          {covered, a,
+           covered == rangeFrom ? "before the daemon started" : "the daemon was not running"});
     }
     covered = std::max(covered, b);
   }
   if (!report.days.empty() && covered < rangeTo) {
-    report.notRecorded.push_back({covered, rangeTo, running.empty() ? "no timeline in the store"
-                                                                    : "after the daemon stopped"});
+    report.notRecorded.push_back(
+        {covered, rangeTo,
+         running.empty() ? "no timeline in the store" : "after the daemon stopped"});
   }
   for (Stretch& s : report.notRecorded) {
     s.utcOffset = rows.empty() ? 0 : rows.front().utcOffset;
@@ -317,10 +322,12 @@ Report BuildReport(Database& db, const ReportOptions& options) {
       "Unaccounted is the time the daemon ran that day less the time booked to plugged in and "
       "unplugged; the _24hr rows hold the energy of the low-power-mode condition that was "
       "current (n/a when it never was).";
-  Table apps{"apps", "Applications",
+  Table apps{"apps",
+             "Applications",
              "Active is time in the foreground, bg time in the background; change is the active "
              "time against the day before.",
-             {}, {}};
+             {},
+             {}};
   apps.columns = {Col("day", "day", Kind::kDay),
                   Col("bundle", "application", Kind::kText),
                   Col("active_s", "active", Kind::kDuration, "s"),
@@ -332,9 +339,11 @@ Report BuildReport(Database& db, const ReportOptions& options) {
   Table wakes{"wakes", "Wake reasons", "A wake can have several reasons.", {}, {}};
   wakes.columns = {Col("day", "day", Kind::kDay), Col("reason", "reason", Kind::kText),
                    Col("wakes", "wakes", Kind::kCount)};
-  Table brightness{"brightness", "Brightness histogram",
+  Table brightness{"brightness",
+                   "Brightness histogram",
                    "Time at each backlight level over the 24 hours each daily report covers.",
-                   {}, {}};
+                   {},
+                   {}};
   brightness.columns = {Col("day", "day", Kind::kDay), Col("bucket", "brightness", Kind::kText),
                         Col("duration_s", "time", Kind::kDuration, "s"),
                         Col("reports", "reports", Kind::kCount)};
@@ -343,8 +352,11 @@ Report BuildReport(Database& db, const ReportOptions& options) {
                      Col("mean_pct", "mean", Kind::kPercent, "%"),
                      Col("min_pct", "min", Kind::kPercent, "%"),
                      Col("max_pct", "max", Kind::kPercent, "%")};
-  Table lpm{"low_power_mode", "Low-power mode switches",
-            "The battery level is the module's, rounded up to a multiple of 10.", {}, {}};
+  Table lpm{"low_power_mode",
+            "Low-power mode switches",
+            "The battery level is the module's, rounded up to a multiple of 10.",
+            {},
+            {}};
   lpm.columns = {Col("day", "day", Kind::kDay), Col("switch", "switched", Kind::kText),
                  Col("battery_level_pct", "at battery level", Kind::kPercent, "%"),
                  Col("times", "times", Kind::kCount)};
@@ -381,15 +393,23 @@ Report BuildReport(Database& db, const ReportOptions& options) {
         top = &entry;
       }
     }
-    return {day, Maybe(onBattery), Maybe(drain), Maybe(percent),
-                         Maybe(Rate(drain, onBattery)), Maybe(onSeconds), Maybe(onDrain),
-                         Maybe(Rate(onDrain, onSeconds)), Maybe(offSeconds), Maybe(offDrain),
-                         Maybe(Rate(offDrain, offSeconds)),
-                         Maybe(keys.state(day, "unplugged_asleep", "duration")),
-                         count(keys.scalar(day, kWakeCountKey)), Maybe(level),
-                         top ? Cell(top->first) : Cell(),
-                         top ? Cell(top->second.values[0]) : Cell(),
-                         rows.empty() ? Cell() : Cell(recordedOn(day))};
+    return {day,
+            Maybe(onBattery),
+            Maybe(drain),
+            Maybe(percent),
+            Maybe(Rate(drain, onBattery)),
+            Maybe(onSeconds),
+            Maybe(onDrain),
+            Maybe(Rate(onDrain, onSeconds)),
+            Maybe(offSeconds),
+            Maybe(offDrain),
+            Maybe(Rate(offDrain, offSeconds)),
+            Maybe(keys.state(day, "unplugged_asleep", "duration")),
+            count(keys.scalar(day, kWakeCountKey)),
+            Maybe(level),
+            top ? Cell(top->first) : Cell(),
+            top ? Cell(top->second.values[0]) : Cell(),
+            rows.empty() ? Cell() : Cell(recordedOn(day))};
   };
   for (const std::string& day : report.days) {
     const size_t index = &day - report.days.data();
@@ -441,13 +461,13 @@ Report BuildReport(Database& db, const ReportOptions& options) {
       brightness.rows.push_back({day, label, row->sum, row->count});
     }
     if (const KeyRow* s = keys.sample(day, kBacklightUserSettingKey); s && s->count > 0) {
-      setting.rows.push_back({day, s->count, s->sum / static_cast<double>(s->count), s->min, s->max});
+      setting.rows.push_back(
+          {day, s->count, s->sum / static_cast<double>(s->count), s->min, s->max});
     }
     for (const auto& [rest, n] : keys.withPrefix(day, kStatePrefix)) {
       // "70.LPM.enable"
       const size_t dot = rest.find(".LPM.");
-      if (dot == std::string::npos || dot == 0 ||
-          rest.find_first_not_of("0123456789") != dot) {
+      if (dot == std::string::npos || dot == 0 || rest.find_first_not_of("0123456789") != dot) {
         continue;
       }
       const std::string what = rest.substr(dot + 5);
@@ -456,7 +476,8 @@ Report BuildReport(Database& db, const ReportOptions& options) {
                           static_cast<int64_t>(std::stoll(rest.substr(0, dot))), count(n)});
     }
     if (const KeyRow* s = keys.sample(day, kThermalLevelsKey); s && s->count > 0) {
-      thermal.rows.push_back({day, s->count, s->min, s->sum / static_cast<double>(s->count), s->max});
+      thermal.rows.push_back(
+          {day, s->count, s->min, s->sum / static_cast<double>(s->count), s->max});
     }
     for (const auto& [rest, n] : keys.withPrefix(day, kNetstatsPrefix)) {
       const size_t dot = rest.rfind('.');
@@ -465,15 +486,15 @@ Report BuildReport(Database& db, const ReportOptions& options) {
     }
   }
 
-  report.tables = {std::move(days), std::move(states), std::move(apps), std::move(wakes),
-                   std::move(brightness), std::move(setting), std::move(lpm), std::move(thermal),
-                   std::move(network)};
+  report.tables = {std::move(days),  std::move(states),     std::move(apps),
+                   std::move(wakes), std::move(brightness), std::move(setting),
+                   std::move(lpm),   std::move(thermal),    std::move(network)};
 
   // Compare: the day cards' numbers and each state's time, day by day, with the difference of
   // each later day from the first.
   if (!options.compare.empty()) {
-    Table compare{"compare", "Compare", "Differences are against " + options.compare.front() + ".",
-                  {}, {}};
+    Table compare{
+        "compare", "Compare", "Differences are against " + options.compare.front() + ".", {}, {}};
     compare.columns = {Col("measure", "measure", Kind::kText), Col("unit", "unit", Kind::kText)};
     for (const std::string& day : options.compare) {
       compare.columns.push_back(Col(day, day, Kind::kNumber));

@@ -41,10 +41,10 @@ struct Report {
   std::string version;  // tallyd's
   std::vector<std::pair<std::string, std::string>> meta;
   std::string timeZone;
-  std::vector<std::string> days;  // the local days shown, in order
-  std::vector<double> midnights;  // each day's local midnight and the end of the last day
+  std::vector<std::string> days;     // the local days shown, in order
+  std::vector<double> midnights;     // each day's local midnight and the end of the last day
   std::vector<std::string> reading;  // how to read the report, a sentence a line
-  std::vector<Table> tables;  // the views in order
+  std::vector<Table> tables;         // the views in order
   std::vector<TimelinePoint> timeline;
   std::vector<Stretch> notRecorded;
 

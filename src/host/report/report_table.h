@@ -18,7 +18,7 @@ struct Column {
   std::string name;    // machine name with its unit: "duration_s", "energy_mWh"
   std::string header;  // for people: "time", "energy"
   Kind kind = Kind::kText;
-  std::string unit;    // "s", "mWh", "mW", "%", "" for none
+  std::string unit;  // "s", "mWh", "mW", "%", "" for none
 };
 
 // Null stands for "not applicable" (shown as n/a) or not recorded.

@@ -123,7 +123,8 @@ std::string Cards(const Table& table) {
     std::vector<std::vector<std::string>> rows;
     for (size_t c = 1; c < table.columns.size(); ++c) {
       std::vector<std::string> line{Header(table.columns[c])};
-      for (size_t r = first; r < last; ++r) line.push_back(Show(table.columns[c], table.rows[r][c]));
+      for (size_t r = first; r < last; ++r)
+        line.push_back(Show(table.columns[c], table.rows[r][c]));
       rows.push_back(std::move(line));
     }
     out += Grid(headers, left, rows);
