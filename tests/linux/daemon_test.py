@@ -219,6 +219,15 @@ class DaemonTest(dbusmock.DBusTestCase):
         self.assertIn('stopped by signal 15', self.stderr())
         # Everything is in the store once the process is gone; no notify target is left.
         self.assertEqual(self.value(KEY + 'unplugged.energy'), 76)
+        # The timeline knows when the daemon ran: a start (unplugged, awake, screen on), the
+        # battery change, and the orderly stop; the meta says what filled the store.
+        with sqlite3.connect(self.db) as db:
+            events = db.execute('SELECT event, state FROM timeline ORDER BY at, rowid').fetchall()
+            meta = dict(db.execute('SELECT name, value FROM meta').fetchall())
+        self.assertEqual(events[0], ('start', 2 | 4))
+        self.assertIn(('battery', 2 | 4), events)
+        self.assertEqual(events[-1][0], 'stop')
+        self.assertEqual(meta['source'], 'run')
         self.assertNotEqual(
             subprocess.run([TALLYD, 'notify', 'com.veltro.session.write'], env=env,
                            stderr=subprocess.DEVNULL).returncode, 0)

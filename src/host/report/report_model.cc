@@ -4,6 +4,7 @@
 #include <date/tz.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <functional>
 #include <map>
@@ -454,9 +455,11 @@ Report BuildReport(Database& db, const ReportOptions& options) {
     for (const auto& [bucket, row] : keys.samplesWithPrefix(day, kBrightnessHistogramPrefix)) {
       // "040_050" reads as 40–50 %.
       std::string label = bucket;
-      if (bucket.size() == 7 && bucket[3] == '_') {
-        label = std::to_string(std::stoi(bucket.substr(0, 3))) + "-" +
-                std::to_string(std::stoi(bucket.substr(4))) + " %";
+      int low = 0, high = 0;
+      if (bucket.size() == 7 && bucket[3] == '_' &&
+          std::from_chars(bucket.data(), bucket.data() + 3, low).ptr == bucket.data() + 3 &&
+          std::from_chars(bucket.data() + 4, bucket.data() + 7, high).ptr == bucket.data() + 7) {
+        label = std::to_string(low) + "-" + std::to_string(high) + " %";
       }
       brightness.rows.push_back({day, label, row->sum, row->count});
     }
@@ -467,13 +470,14 @@ Report BuildReport(Database& db, const ReportOptions& options) {
     for (const auto& [rest, n] : keys.withPrefix(day, kStatePrefix)) {
       // "70.LPM.enable"
       const size_t dot = rest.find(".LPM.");
-      if (dot == std::string::npos || dot == 0 || rest.find_first_not_of("0123456789") != dot) {
+      int64_t level = 0;
+      if (dot == std::string::npos ||
+          std::from_chars(rest.data(), rest.data() + dot, level).ptr != rest.data() + dot) {
         continue;
       }
       const std::string what = rest.substr(dot + 5);
       if (what != "enable" && what != "disable") continue;
-      lpm.rows.push_back({day, std::string(what == "enable" ? "on" : "off"),
-                          static_cast<int64_t>(std::stoll(rest.substr(0, dot))), count(n)});
+      lpm.rows.push_back({day, std::string(what == "enable" ? "on" : "off"), level, count(n)});
     }
     if (const KeyRow* s = keys.sample(day, kThermalLevelsKey); s && s->count > 0) {
       thermal.rows.push_back(
