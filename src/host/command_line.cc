@@ -34,21 +34,21 @@ Arguments ParseArguments(const std::string& command, const std::vector<std::stri
     }
     const size_t equals = a.find('=');
     const std::string name = a.substr(0, equals);
-    const OptionSpec* spec = nullptr;
+    const OptionSpec* option = nullptr;
     for (const OptionSpec& s : specs) {
-      if (s.name == name || (!s.alias.empty() && s.alias == name)) spec = &s;
+      if (s.name == name || (!s.alias.empty() && s.alias == name)) option = &s;
     }
-    if (!spec) throw usage("unknown option " + name);
-    if (parsed.has(spec->name)) throw usage(spec->name + " is given twice");
-    if (!spec->takesValue) {
-      if (equals != std::string::npos) throw usage(spec->name + " takes no value");
-      parsed.options[spec->name] = "";
+    if (!option) throw usage("unknown option " + name);
+    if (parsed.has(option->name)) throw usage(option->name + " is given twice");
+    if (!option->takesValue) {
+      if (equals != std::string::npos) throw usage(option->name + " takes no value");
+      parsed.options[option->name] = "";
     } else if (equals != std::string::npos) {
-      parsed.options[spec->name] = a.substr(equals + 1);
+      parsed.options[option->name] = a.substr(equals + 1);
     } else if (i + 1 < args.size()) {
-      parsed.options[spec->name] = args[++i];
+      parsed.options[option->name] = args[++i];
     } else {
-      throw usage(spec->name + " needs a value");
+      throw usage(option->name + " needs a value");
     }
   }
   return parsed;
