@@ -12,7 +12,7 @@ std::optional<std::string> Arguments::get(const std::string& name) const {
 }
 
 Arguments ParseArguments(const std::string& command, const std::vector<std::string>& args,
-                         const std::vector<OptionSpec>& specs) {
+                         const std::vector<OptionSpec>& known) {
   auto usage = [&](const std::string& what) {
     return CommandError(kExitUsage, what + " (see tallyd " + command + " --help)");
   };
@@ -35,7 +35,7 @@ Arguments ParseArguments(const std::string& command, const std::vector<std::stri
     const size_t equals = a.find('=');
     const std::string name = a.substr(0, equals);
     const OptionSpec* option = nullptr;
-    for (const OptionSpec& s : specs) {
+    for (const OptionSpec& s : known) {
       if (s.name == name || (!s.alias.empty() && s.alias == name)) option = &s;
     }
     if (!option) throw usage("unknown option " + name);

@@ -30,6 +30,6 @@ struct Arguments {
 // Parses args against the options of command; throws CommandError (usage) naming an unknown
 // option, a missing value or an option given twice.
 Arguments ParseArguments(const std::string& command, const std::vector<std::string>& args,
-                         const std::vector<OptionSpec>& specs);
+                         const std::vector<OptionSpec>& known);
 
 }  // namespace tl::host
