@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <limits>
 
+#include "base/saturated_cast.h"
 #include "platform/backlight.h"
 #include "platform/platform.h"
 #include "power/eq_battery_properties.h"
@@ -17,17 +18,6 @@ using tl::platform::Value;
 
 constexpr double kMaxBookedSeconds = 86400;
 constexpr double kMaxEnergyDelta = 10000;
-
-// A double converted to an unsigned integer as the device's processor does it: saturating, NaN
-// and negatives to 0, instead of leaving the result undefined.
-template <class Unsigned>
-Unsigned SaturatingUnsigned(double d) {
-  if (!(d > 0)) return 0;
-  if (d >= static_cast<double>(std::numeric_limits<Unsigned>::max())) {
-    return std::numeric_limits<Unsigned>::max();
-  }
-  return static_cast<Unsigned>(d);
-}
 
 int32_t WholeSeconds(double seconds) {
   if (!(seconds > INT32_MIN && seconds < INT32_MAX)) return 0;
@@ -125,7 +115,7 @@ EQAggregateLogger::Readings EQAggregateLogger::Read(const EQBatteryProperties& b
 
 uint32_t EQAggregateLogger::BatteryLevel(const EQBatteryProperties& battery) {
   // Whatever the gas gauge says: a multiple of ten, rounded up.
-  return SaturatingUnsigned<uint32_t>(
+  return tl::SaturatedCast<uint32_t>(
       std::ceil(battery.currentCapacity() / battery.maxCapacity() * 10.0) * 10.0);
 }
 
@@ -213,17 +203,17 @@ void EQAggregateLogger::handleEvent(int event, int withStatus) {
   for (auto& [state, slots] : commitSlots_) {
     EQAggregateState& composite = *state;
     composite.updateCompositeStateWithBaseStates(baseStates_);
-    *slots.duration = static_cast<long long>(std::lround(composite.time()));
-    *slots.energy = static_cast<long long>(std::lround(composite.energy()));
-    *slots.energyAbsolute = static_cast<long long>(std::lround(composite.energyAbsolute()));
-    *slots.energyRaw = static_cast<long long>(std::lround(composite.energyRaw()));
+    *slots.duration = tl::SaturatedRound<long long>(composite.time());
+    *slots.energy = tl::SaturatedRound<long long>(composite.energy());
+    *slots.energyAbsolute = tl::SaturatedRound<long long>(composite.energyAbsolute());
+    *slots.energyRaw = tl::SaturatedRound<long long>(composite.energyRaw());
     *slots.count = static_cast<long long>(composite.count());
   }
   for (const auto& [name, composite] : compositeStates_)
     handleLPMEvent(name, commitKeys_, composite);
   // Whole percent, truncated.
   *userSetting_ =
-      static_cast<unsigned long long>(SaturatingUnsigned<uint64_t>(backlightLevel() * 100.0));
+      static_cast<unsigned long long>(tl::SaturatedCast<uint64_t>(backlightLevel() * 100.0));
   TLClientBatchKeys(&commitKeys_, nullptr);
   // An enable or disable key belongs to the commit that made it.
   if (commitKeys_.size() > fixedKeys_) {

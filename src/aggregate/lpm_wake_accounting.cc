@@ -5,6 +5,7 @@
 
 #include "aggregate/eq_aggregate_logger.h"
 #include "base/no_destructor.h"
+#include "base/saturated_cast.h"
 #include "platform/platform.h"
 #include "power/eq_notifications.h"
 
@@ -37,9 +38,9 @@ const EnergyKeys& Off24hr() {
 }
 
 void SetEnergies(KeyValues& keys, const EnergyKeys& names, const EQAggregateState& state) {
-  keys[names.energy] = static_cast<long long>(std::lround(state.energy()));
-  keys[names.energyAbsolute] = static_cast<long long>(std::lround(state.energyAbsolute()));
-  keys[names.energyRaw] = static_cast<long long>(std::lround(state.energyRaw()));
+  keys[names.energy] = tl::SaturatedRound<long long>(state.energy());
+  keys[names.energyAbsolute] = tl::SaturatedRound<long long>(state.energyAbsolute());
+  keys[names.energyRaw] = tl::SaturatedRound<long long>(state.energyRaw());
 }
 
 void SetNotCurrent(KeyValues& keys, const EnergyKeys& names) {

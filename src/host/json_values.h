@@ -2,6 +2,7 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <string_view>
 
 #include "platform/value.h"
 
@@ -14,5 +15,12 @@ using Json = nlohmann::json;
 platform::Value ToValue(const Json& json);
 // Objects in a value are written as what they describe.
 Json ToJson(const platform::Value& value);
+
+// How deeply trace and configuration lines may nest arrays and objects. Parsing is iterative,
+// but converting, copying and printing a parsed value recurse once per level, so the depth is
+// checked on the text before it is parsed.
+inline constexpr int kMaxJsonNesting = 100;
+// Whether text nests arrays and objects deeper than limit; brackets inside strings do not count.
+bool NestsDeeperThan(std::string_view text, int limit);
 
 }  // namespace tl::host

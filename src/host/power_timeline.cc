@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "base/saturated_cast.h"
 #include "platform/backlight.h"
 
 namespace tl::host {
@@ -60,7 +61,7 @@ DeviceMoment Now(platform::Platform& device) {
   DeviceMoment moment;
   moment.at = device.clock().now();
   const platform::LocalTime t =
-      device.environment().localTime(static_cast<int64_t>(std::floor(moment.at)));
+      device.environment().localTime(SaturatedCast<int64_t>(std::floor(moment.at)));
   char day[16];
   std::snprintf(day, sizeof day, "%04d-%02d-%02d", t.year, t.month, t.day);
   moment.day = day;

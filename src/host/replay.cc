@@ -111,7 +111,11 @@ Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handov
     }
     sim::DeviceState state;
     fields.applyTo(state);
-    device = std::make_unique<sim::SimDevice>(std::move(state), options.root, fields.files);
+    try {
+      device = std::make_unique<sim::SimDevice>(std::move(state), options.root, fields.files);
+    } catch (const std::runtime_error& e) {
+      throw CommandError(kExitReadWrite, options.trace + ":1: " + e.what());
+    }
   } else {
     device = sim::SimDevice::restore(SnapshotFromJson(handover["device"]), options.root);
     const Json& restart = handover["restart"];
@@ -154,7 +158,15 @@ Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handov
     device->advanceTo(step.atNanoseconds);
     if (!ranAny) startDaemon();
     if (step.action == kLoadAction || !module.loaded()) module.callEntry(handle);
-    if (step.apply) step.apply(*device);
+    if (step.apply) {
+      // What the device cannot do (a file it cannot write) stops the replay at this line.
+      try {
+        step.apply(*device);
+      } catch (const std::runtime_error& e) {
+        throw CommandError(kExitReadWrite,
+                           options.trace + ":" + std::to_string(step.line) + ": " + e.what());
+      }
+    }
     device->runUntilIdle();
     db.exec("COMMIT");
     ranAny = true;

@@ -60,7 +60,16 @@ bool Statement::row() {
 
 std::string Statement::columnText(int column) {
   const unsigned char* text = sqlite3_column_text(statement_.get(), column);
-  return text ? std::string(reinterpret_cast<const char*>(text)) : std::string();
+  if (!text) {
+    // Every text column of a store is NOT NULL: a NULL means a store made or changed by
+    // something else, and an empty answer in its place would mislead.
+    const char* file = sqlite3_db_filename(db_, "main");
+    throw CommandError(kExitBadInput, std::string(file && *file ? file : "the store") +
+                                          ": a damaged store: a missing value where text must be");
+  }
+  // Text may hold NUL bytes (a bundle identifier can): its length is what SQLite says.
+  return std::string(reinterpret_cast<const char*>(text),
+                     static_cast<size_t>(sqlite3_column_bytes(statement_.get(), column)));
 }
 
 Database::Database(const std::string& path, Mode mode) : path_(path) {

@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+#include "base/saturated_cast.h"
+
 namespace tl::host {
 
 bool IsLowPowerModeDayKey(std::string_view key) {
@@ -31,7 +33,7 @@ void StatsDaemon::distribution(double, std::string_view key, double value) {
   const DeviceMoment now = now_();
   store_.pushSample(now.day, key, value);
   if (key == kThermalLevelsKey && std::isfinite(value)) {
-    addToTimeline(now, kEventThermal, std::llround(value));
+    addToTimeline(now, kEventThermal, SaturatedRound<int64_t>(value));
   }
 }
 

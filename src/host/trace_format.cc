@@ -9,6 +9,7 @@
 #include <map>
 #include <stdexcept>
 
+#include "platform/device_paths.h"
 #include "platform/sim/packet_counters.h"
 #include "platform/uuid.h"
 
@@ -140,14 +141,48 @@ Error ParseInterfaces(const Json& v, std::vector<sim::Interface>* interfaces) {
   return std::nullopt;
 }
 
+// Whether directory (with or without its trailing slash) is path or lies below it.
+bool IsAtOrBelow(std::string_view directory, std::string_view path) {
+  if (directory.ends_with('/')) directory.remove_suffix(1);
+  return directory == path || (directory.starts_with(path) && directory[path.size()] == '/');
+}
+
+// What keeps a file from being written at path, judged before anything is written: a path
+// that names a directory, leaves the device, has a name no file system takes, or stands where
+// the device keeps a directory.
+Error CheckFilePath(std::string_view path) {
+  constexpr size_t kMaxName = 255;   // NAME_MAX of every common file system
+  constexpr size_t kMaxPath = 1024;  // leaves room for the sandbox below PATH_MAX
+  if (path.empty() || path.front() != '/') return "must be absolute";
+  if (path.ends_with('/')) return "names a directory, not a file";
+  if (path.size() > kMaxPath) return "is longer than 1024 bytes";
+  for (size_t begin = 1; begin <= path.size();) {
+    size_t end = std::min(path.find('/', begin), path.size());
+    const std::string_view name = path.substr(begin, end - begin);
+    if (name == "." || name == "..") return "must stay inside the device";
+    if (name.size() > kMaxName) return "has a name longer than 255 bytes";
+    begin = end + 1;
+  }
+  for (std::string_view kept : {std::string_view(sim::kTemporaryDirectory),
+                                std::string_view(platform::kDiagnosticLogDirectory),
+                                std::string_view(platform::kRecordDirectory)}) {
+    if (IsAtOrBelow(kept, path)) return "is a directory of the device";
+  }
+  return std::nullopt;
+}
+
 Error CheckFiles(const Json& v) {
   if (!v.is_object()) return "must be an object from path to content";
   for (const auto& [path, content] : v.items()) {
-    if (path.empty() || path.front() != '/') return "paths must be absolute: " + path;
-    if (path.find("/../") != std::string::npos || path.ends_with("/..")) {
-      return "paths must stay inside the device: " + path;
-    }
+    if (auto error = CheckFilePath(path)) return "path " + path + " " + *error;
     if (!content.is_string()) return "content of " + path + " must be text";
+    // Files are written in path order, so a file below another path of the same list would
+    // need that path to be a directory and a file at once.
+    for (const auto& [other, unused] : v.items()) {
+      if (other != path && IsAtOrBelow(other, path)) {
+        return "path " + path + " cannot be a file and the directory of " + other;
+      }
+    }
   }
   return std::nullopt;
 }
@@ -220,8 +255,13 @@ FieldParser Parsed(T DeviceState::*member, Error (*parse)(const Json&, T*)) {
 
 const std::map<std::string, FieldParser>& Fields() {
   static const std::map<std::string, FieldParser> kFields = {
-      {"start",
-       Field(Kind(&Json::is_number, "a number of seconds since 1970"), &DeviceState::start)},
+      {"start", Field(
+                    [](const Json& v) {
+                      return Expect(v.is_number() && v.get<double>() >= 0 &&
+                                        v.get<double>() <= kLatestStart,
+                                    "seconds since 1970 from 0 to 4294967295 (2106-02-07)");
+                    },
+                    &DeviceState::start)},
       {"time_zone", Field(CheckTimeZone, &DeviceState::timeZone)},
       {"timebase", Field(CheckTimebase, &DeviceState::timebase,
                          [](const Json& v) {

@@ -12,6 +12,10 @@
 
 namespace tl::host {
 
+// The range of the device's "start": the wall clock of the module's records is unsigned 32-bit
+// seconds since 1970, which end on 2106-02-07.
+inline constexpr double kLatestStart = 4294967295;
+
 // The fields of a device line or a set action: what is wrong with them (naming the first
 // offending field), or nullopt with *out holding their changes. Nothing is applied.
 std::optional<std::string> ParseDeviceFields(const Json& fields, sim::DeviceFields* out);

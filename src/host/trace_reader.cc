@@ -19,6 +19,9 @@ std::optional<std::string> ParseStep(const Json& object, TraceStep& step) {
   if (!at->is_number() || !std::isfinite(at->get<double>()) || at->get<double>() < 0) {
     return "\"at\" must be a non-negative number of seconds";
   }
+  if (at->get<double>() > kLatestAt) {
+    return "\"at\" is beyond the latest time a trace may reach, 315360000 s (ten years)";
+  }
   if (object.size() != 2) return "a line holds \"at\" and exactly one action";
   for (const auto& [key, value] : object.items()) {
     if (key == "at") continue;
@@ -37,6 +40,21 @@ std::optional<std::string> ParseStep(const Json& object, TraceStep& step) {
 }
 
 }  // namespace
+
+std::optional<std::string> ParseTraceLine(std::string_view text, int line, TraceLine* out) {
+  if (NestsDeeperThan(text, kMaxJsonNesting)) return "nested too deeply";
+  Json object = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  if (object.is_discarded()) return "not valid JSON";
+  if (!object.is_object()) return "a line must be a JSON object";
+  if (object.contains("device")) {
+    if (line != 1) return "the device may only be described on line 1";
+    if (object.size() != 1) return "the device line holds only \"device\"";
+    out->isDevice = true;
+    return ParseDeviceFields(object["device"], &out->device);
+  }
+  out->step.line = line;
+  return ParseStep(object, out->step);
+}
 
 TraceReader::TraceReader(const std::string& path, const TracePosition& from)
     : file_(std::fopen(path.c_str(), "re")), position_(from) {
@@ -67,23 +85,19 @@ TraceReader::Next TraceReader::next(TraceStep* step, sim::DeviceFields* device,
       position_.offset += read;
       continue;
     }
-    Json object = Json::parse(text, nullptr, /*allow_exceptions=*/false);
-    if (object.is_discarded()) return fail("not valid JSON");
-    if (!object.is_object()) return fail("a line must be a JSON object");
-    if (object.contains("device")) {
-      if (line != 1) return fail("the device may only be described on line 1");
-      if (object.size() != 1) return fail("the device line holds only \"device\"");
-      if (auto bad = ParseDeviceFields(object["device"], device)) return fail(*bad);
+    TraceLine parsed;
+    if (auto bad = ParseTraceLine(text, line, &parsed)) return fail(*bad);
+    if (parsed.isDevice) {
+      *device = std::move(parsed.device);
       position_.offset += read;
       return Next::kDevice;
     }
-    TraceStep parsed;
-    parsed.line = line;
-    if (auto bad = ParseStep(object, parsed)) return fail(*bad);
-    if (parsed.atNanoseconds < position_.lastAtNanoseconds) return fail("\"at\" goes back in time");
-    position_.lastAtNanoseconds = parsed.atNanoseconds;
+    if (parsed.step.atNanoseconds < position_.lastAtNanoseconds) {
+      return fail("\"at\" goes back in time");
+    }
+    position_.lastAtNanoseconds = parsed.step.atNanoseconds;
     position_.offset += read;
-    *step = std::move(parsed);
+    *step = std::move(parsed.step);
     return Next::kStep;
   }
 }

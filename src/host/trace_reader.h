@@ -27,6 +27,21 @@ struct TraceStep {
   DeviceAction apply;  // empty for the host's own actions
 };
 
+// The latest "at": ten years of seconds. Every daily timer of the module fires on the way, so a
+// longer trace would take minutes of timers that record nothing new.
+inline constexpr double kLatestAt = 315360000;
+
+// One non-blank line of a trace, checked on its own: an action, or the device (line 1 only).
+struct TraceLine {
+  bool isDevice = false;
+  TraceStep step;
+  sim::DeviceFields device;
+};
+
+// What is wrong with text as line number line of a trace, or nullopt with *out holding it.
+// Whether time goes back is a question of the lines before; TraceReader asks it.
+std::optional<std::string> ParseTraceLine(std::string_view text, int line, TraceLine* out);
+
 // Each line is parsed once, when it is reached; only the line being read is held, so a trace of
 // any length is read in the same memory. A bad line is reported as what is wrong with it, with
 // position().line its number, and nothing of it is used.

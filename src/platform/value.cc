@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+#include "base/saturated_cast.h"
+
 namespace tl::platform {
 
 namespace {
@@ -13,18 +15,6 @@ struct Overload : F... {
 };
 template <class... F>
 Overload(F...) -> Overload<F...>;
-
-// Saturating double to integer, the way a boxed double answers an integer question
-// without undefined behaviour for values out of range.
-template <class Int>
-Int ClampToInteger(double d) {
-  if (std::isnan(d)) return 0;
-  constexpr double kMax = static_cast<double>(std::numeric_limits<Int>::max());
-  constexpr double kMin = static_cast<double>(std::numeric_limits<Int>::min());
-  if (d >= kMax) return std::numeric_limits<Int>::max();
-  if (d <= kMin) return std::numeric_limits<Int>::min();
-  return static_cast<Int>(d);
-}
 
 }  // namespace
 
@@ -48,7 +38,7 @@ double Value::doubleValue() const {
 int64_t Value::longLongValue() const {
   return std::visit(Overload{[](bool b) { return int64_t{b}; }, [](int64_t i) { return i; },
                              [](uint64_t u) { return static_cast<int64_t>(u); },
-                             [](double d) { return ClampToInteger<int64_t>(d); },
+                             [](double d) { return SaturatedCast<int64_t>(d); },
                              [](const auto&) { return int64_t{0}; }},
                     storage_);
 }
@@ -58,8 +48,8 @@ uint64_t Value::unsignedLongLongValue() const {
       Overload{[](bool b) { return uint64_t{b}; },
                [](int64_t i) { return static_cast<uint64_t>(i); }, [](uint64_t u) { return u; },
                [](double d) {
-                 return d < 0 ? static_cast<uint64_t>(ClampToInteger<int64_t>(d))
-                              : ClampToInteger<uint64_t>(d);
+                 return d < 0 ? static_cast<uint64_t>(SaturatedCast<int64_t>(d))
+                              : SaturatedCast<uint64_t>(d);
                },
                [](const auto&) { return uint64_t{0}; }},
       storage_);

@@ -16,7 +16,7 @@ tl::platform::WispRef TLBundleSession::copyBasicInfoSinceLastCheckAsWispObject()
   entry->setString("bundle_id", _bundleID.value_or(""));
   const std::string build = _bundleVers.value_or("???");
   entry->setString("version", _shortVers ? build + " (" + *_shortVers + ")" : build);
-  entry->setInt64("adam_id", static_cast<int32_t>(_adamID.value_or(0)));
+  entry->setInt64("adam_id", _adamID ? _adamID->intValue() : 0);
   entry->setUuid("uuid", appstate.uuid);
   entry->setInt64("arch", appstate.arch);
   return entry;

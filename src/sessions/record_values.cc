@@ -5,20 +5,44 @@
 #include <cmath>
 #include <limits>
 
+#include "base/saturated_cast.h"
+
 namespace tl::sessions {
 
 namespace {
 
-int64_t Truncated(double d) {
-  if (std::isnan(d)) return 0;
-  if (d >= 9.2233720368547758e18) return std::numeric_limits<int64_t>::max();
-  if (d <= -9.2233720368547758e18) return std::numeric_limits<int64_t>::min();
-  return static_cast<int64_t>(d);
-}
+// Each kind of value as JSON of the same kind.
+struct ToJson {
+  std::optional<nlohmann::json> operator()(std::monostate) const { return nlohmann::json(); }
+  std::optional<nlohmann::json> operator()(bool b) const { return nlohmann::json(b); }
+  std::optional<nlohmann::json> operator()(int64_t i) const { return nlohmann::json(i); }
+  std::optional<nlohmann::json> operator()(uint64_t u) const { return nlohmann::json(u); }
+  std::optional<nlohmann::json> operator()(double d) const { return nlohmann::json(d); }
+  std::optional<nlohmann::json> operator()(const std::string& s) const { return nlohmann::json(s); }
+  std::optional<nlohmann::json> operator()(const tl::platform::Array& array) const {
+    nlohmann::json out = nlohmann::json::array();
+    for (const auto& element : array) {
+      auto converted = JsonOf(element);
+      if (!converted) return std::nullopt;
+      out.push_back(std::move(*converted));
+    }
+    return out;
+  }
+  std::optional<nlohmann::json> operator()(const tl::platform::Dictionary& dictionary) const {
+    nlohmann::json out = nlohmann::json::object();
+    for (const auto& [key, element] : dictionary) {
+      auto converted = JsonOf(element);
+      if (!converted) return std::nullopt;
+      out[key] = std::move(*converted);
+    }
+    return out;
+  }
+  std::optional<nlohmann::json> operator()(const auto&) const { return std::nullopt; }
+};
 
 int64_t NumberValue(const nlohmann::json& e) {
   if (e.is_boolean()) return e.get<bool>() ? 1 : 0;
-  if (e.is_number_float()) return Truncated(e.get<double>());
+  if (e.is_number_float()) return tl::SaturatedCast<int64_t>(e.get<double>());
   if (e.is_number_unsigned()) return static_cast<int64_t>(e.get<uint64_t>());
   return e.get<int64_t>();
 }
@@ -78,6 +102,18 @@ std::optional<bool> BoolValue(const nlohmann::json& e) {
 std::optional<uint32_t> UnsignedValue(const nlohmann::json& e) {
   if (!IsNumber(e)) return std::nullopt;
   return static_cast<uint32_t>(NumberValue(e));
+}
+
+std::optional<tl::platform::Value> NumberOf(const nlohmann::json& e) {
+  if (e.is_boolean()) return tl::platform::Value(e.get<bool>());
+  if (e.is_number_float()) return tl::platform::Value(e.get<double>());
+  if (e.is_number_unsigned()) return tl::platform::Value(e.get<uint64_t>());
+  if (e.is_number_integer()) return tl::platform::Value(e.get<int64_t>());
+  return std::nullopt;
+}
+
+std::optional<nlohmann::json> JsonOf(const tl::platform::Value& value) {
+  return std::visit(ToJson{}, value.storage());
 }
 
 }  // namespace tl::sessions

@@ -6,6 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "platform/value.h"
+
 namespace tl::sessions {
 
 // JSON true and false are boxed numbers too.
@@ -16,5 +18,11 @@ std::optional<int64_t> IntegerValue(const nlohmann::json& element);
 std::optional<bool> BoolValue(const nlohmann::json& element);
 // Only numbers and booleans answer an unsigned request.
 std::optional<uint32_t> UnsignedValue(const nlohmann::json& element);
+
+// A number or boolean element as a boxed number of its own kind (5 stays an integer, 5.5 a
+// double, true a boolean); nullopt for anything else.
+std::optional<tl::platform::Value> NumberOf(const nlohmann::json& element);
+// A value as JSON of its own kind; nullopt for what JSON cannot carry (bytes, objects).
+std::optional<nlohmann::json> JsonOf(const tl::platform::Value& value);
 
 }  // namespace tl::sessions

@@ -3,8 +3,10 @@
 // diagnostic-log directory; the record files are truncated afterwards.
 #include <cstring>
 
+#include "base/saturated_cast.h"
 #include "platform/device_paths.h"
 #include "platform/platform.h"
+#include "sessions/record_values.h"
 #include "sessions/pretty_json.h"
 #include "sessions/session_log_layout.h"
 #include "sessions/tl_application_state_change_event_listener.h"
@@ -73,8 +75,8 @@ json Language() {
       "VeltroLanguages", "Veltro Global Domain", "mobile");
   if (languages && languages->array() && !languages->array()->empty()) {
     const auto& first = languages->array()->front();
-    if (const std::string* text = first.string()) return *text;
-    if (first.isNumber()) return first.doubleValue();
+    // The first language as it is, whatever its kind.
+    if (auto value = tl::sessions::JsonOf(first)) return *value;
   }
   return "<unknown>";
 }
@@ -126,7 +128,7 @@ void TLApplicationStateChangeEventListener::writeSessionData(
     const std::vector<SessionList>& bundles, bool fromRecords, bool filter, size_t count) {
   auto& platform = tl::platform::Current();
   auto& files = platform.files();
-  const int64_t writtenAt = static_cast<int64_t>(platform.clock().now());
+  const int64_t writtenAt = tl::SaturatedCast<int64_t>(platform.clock().now());
   TLDateFormatter formatter("en_US_POSIX", kTimestampFormat);
 
   std::string staging;

@@ -50,6 +50,10 @@ std::optional<std::string> FormatBundleRecord(const json& array) {
   }
 }
 
+json RecordNumber(const std::optional<tl::platform::Value>& number) {
+  return number ? JsonOf(*number).value_or(json(0)) : json(0);
+}
+
 json ParseBundleRecord(std::string_view line) {
   return json::parse(RecordText(line), nullptr, /*allow_exceptions=*/false);
 }
@@ -60,7 +64,8 @@ std::optional<json> TLBundleSession::recordArray() const {
   if (!_bundleID) return std::nullopt;
   return json::array({*_bundleID, appstate.arch, appstate.uuid.text(), _bundleVers.value_or(""),
                       _shortVers.value_or(""), _vendorID ? _vendorID->text() : std::string(),
-                      _adamID.value_or(0), _cohort.value_or(""), _storeFront.value_or(0), _isBeta,
+                      tl::sessions::RecordNumber(_adamID), _cohort.value_or(""),
+                      tl::sessions::RecordNumber(_storeFront), _isBeta,
                       key_});
 }
 
@@ -111,11 +116,11 @@ std::shared_ptr<TLBundleSession> TLBundleSession::initWithRecordArray(const json
   session->_bundleVers = nextString();
   session->_shortVers = nextString();
   session->_vendorID = Uuid::parse(nextString().value_or(""));
-  auto storeNumber = [&]() -> std::optional<int64_t> {
-    std::optional<int64_t> value;
-    if (next() && IsNumber(*next())) value = IntegerValue(array[i++]);
-    // 0 as a 32-bit number means none.
-    if (value && static_cast<int32_t>(*value) == 0) value.reset();
+  auto storeNumber = [&]() -> std::optional<StoreNumber> {
+    std::optional<StoreNumber> value;
+    if (next() && IsNumber(*next())) value = NumberOf(array[i++]);
+    // 0 as a 32-bit number means none; the number itself is kept as it came (5.5 stays 5.5).
+    if (value && value->intValue() == 0) value.reset();
     return value;
   };
   session->_adamID = storeNumber();

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/value.h"
+
 namespace tl::sessions {
 
 // A record is one line: its text, then one line feed. The line feed is no part of the record's
@@ -38,5 +40,7 @@ std::optional<EventRecord> ParseEventRecord(std::string_view line);
 std::optional<std::string> FormatBundleRecord(const nlohmann::json& array);
 // The JSON value of a line read back; a discarded value when it is not JSON.
 nlohmann::json ParseBundleRecord(std::string_view line);
+// A store number as a record element: as it came, 0 when absent.
+nlohmann::json RecordNumber(const std::optional<tl::platform::Value>& number);
 
 }  // namespace tl::sessions

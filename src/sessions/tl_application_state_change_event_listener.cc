@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/saturated_cast.h"
 #include "core/core_state.h"
 #include "core/tallyline_module.h"
 #include "platform/platform.h"
@@ -54,7 +55,10 @@ std::string MachineModel() {
   return machine;
 }
 
-uint32_t WallClockSeconds() { return static_cast<uint32_t>(tl::platform::Current().clock().now()); }
+// Whole seconds of the wall clock, as the unsigned 32-bit times of the records.
+uint32_t WallClockSeconds() {
+  return tl::SaturatedCast<uint32_t>(tl::platform::Current().clock().now());
+}
 
 // A map as the dump shows it: one "key = session;" a line between braces.
 template <class Map>
@@ -159,8 +163,8 @@ void TLApplicationStateChangeEventListener::registerForNotification(const char* 
 }
 
 void TLApplicationStateChangeEventListener::dumpSessionData() const {
-  TLLog("dumping session data:\nActive:\n%s\nVersioned:\n%s", DescribeMap(_activeBundles).c_str(),
-        DescribeMap(_versedBundles).c_str());
+  TLLog("dumping session data:\nActive:\n%s\nVersioned:\n%s", DescribeMap(_activeBundles),
+        DescribeMap(_versedBundles));
 }
 
 void TLApplicationStateChangeEventListener::applicationStateChanged(const Dictionary& info) {
@@ -235,10 +239,8 @@ void TLApplicationStateChangeEventListener::installTask(const ProxyRef& proxy, u
   if (active && versed && active->versionKey() == versionKey) {
     // The same version in both maps should not happen; report it and carry on.
     dumpSessionData();
-    char reason[512];
-    std::snprintf(reason, sizeof reason,
-                  "Session SimCrash -- RS event %X metadata is duplicated: %s", event,
-                  versionKey.c_str());
+    const std::string reason = tl::platform::FormatLogLine(
+        "Session SimCrash -- RS event %X metadata is duplicated: %s", event, versionKey);
     auto& platform = tl::platform::Current();
     platform.environment().simulateCrash(platform.kernel().processId(), 0xDEADB0DE, reason);
   }
@@ -321,7 +323,7 @@ void TLApplicationStateChangeEventListener::applicationsDidInstall(
         TLLog("Session: DidInstall       type %d %s %s %s",
               static_cast<int>(event & kTLEventInstallTypeMask),
               event & kTLEventUpdate ? "UP" : "  ", event & kTLEventRedownload ? "RD" : "  ",
-              p.bundleIdentifier.c_str());
+              p.bundleIdentifier);
       });
 }
 
@@ -330,7 +332,7 @@ void TLApplicationStateChangeEventListener::applicationsDidUninstall(
   addProxies(
       proxies, [](const tl::platform::RSApplicationProxy&) { return kTLEventUninstalled; },
       [](const tl::platform::RSApplicationProxy& p, uint32_t) {
-        TLLog("Session: DidUnInstall                  %s", p.bundleIdentifier.c_str());
+        TLLog("Session: DidUnInstall                  %s", p.bundleIdentifier);
       });
 }
 
@@ -346,7 +348,7 @@ void TLApplicationStateChangeEventListener::applicationInstallsDidStart(
       [](const tl::platform::RSApplicationProxy& p, uint32_t event) {
         TLLog("Session: InstallsDidStart type %d %s    %s",
               static_cast<int>(event & kTLEventInstallTypeMask),
-              event & kTLEventUpdate ? "UP" : "  ", p.bundleIdentifier.c_str());
+              event & kTLEventUpdate ? "UP" : "  ", p.bundleIdentifier);
       });
 }
 
@@ -355,7 +357,7 @@ void TLApplicationStateChangeEventListener::applicationsDidFailToInstall(
   addProxies(
       proxies, [](const tl::platform::RSApplicationProxy&) { return kTLEventInstallFailed; },
       [](const tl::platform::RSApplicationProxy& p, uint32_t) {
-        TLLog("Session: DidFailToInstall              %s", p.bundleIdentifier.c_str());
+        TLLog("Session: DidFailToInstall              %s", p.bundleIdentifier);
       });
 }
 
@@ -364,7 +366,7 @@ void TLApplicationStateChangeEventListener::applicationInstallsDidCancel(
   addProxies(
       proxies, [](const tl::platform::RSApplicationProxy&) { return kTLEventInstallCancelled; },
       [](const tl::platform::RSApplicationProxy& p, uint32_t) {
-        TLLog("Session: InstallsDidCancel             %s", p.bundleIdentifier.c_str());
+        TLLog("Session: InstallsDidCancel             %s", p.bundleIdentifier);
       });
 }
 
@@ -374,13 +376,13 @@ void TLApplicationStateChangeEventListener::writePreviousSessionLog() {
   TLSessionPersistenceManager::readBundleEntriesUsingBlock([&](std::string_view line, bool* stop) {
     auto record = tl::sessions::ParseBundleRecord(line);
     if (record.is_discarded()) {
-      TLLog("Unable to serialize %s", std::string(RecordText(line)).c_str());
+      TLLog("Unable to serialize %s", RecordText(line));
       *stop = true;
       return;
     }
     auto session = TLBundleSession::initWithRecordArray(record);
     if (!session) {
-      TLLog("Unable to create bundle from %s", std::string(RecordText(line)).c_str());
+      TLLog("Unable to create bundle from %s", RecordText(line));
       *stop = true;
       return;
     }
@@ -390,7 +392,7 @@ void TLApplicationStateChangeEventListener::writePreviousSessionLog() {
   TLSessionPersistenceManager::readEventEntriesUsingBlock([&](std::string_view line, bool* stop) {
     auto record = tl::sessions::ParseEventRecord(line);
     if (!record) {
-      TLLog("Unable to serialize %s", std::string(RecordText(line)).c_str());
+      TLLog("Unable to serialize %s", RecordText(line));
       *stop = true;
       return;
     }

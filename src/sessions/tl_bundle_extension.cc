@@ -17,9 +17,15 @@ bool is3rdParty(const tl::platform::RSApplicationProxy& proxy) {
          type != tl::platform::RSApplicationProxy::kInternalApplicationType && type != "Hidden";
 }
 
+std::string versionedKey(std::string_view bundle, const std::optional<std::string>& bundleVersion,
+                         const std::optional<std::string>& shortVersion) {
+  std::string key(bundle);
+  key.append(":").append(TextOrNull(bundleVersion)).append(":").append(TextOrNull(shortVersion));
+  return key;
+}
+
 std::string versionedKey(const tl::platform::RSApplicationProxy& proxy) {
-  return proxy.bundleIdentifier + ":" + TextOrNull(proxy.bundleVersion) + ":" +
-         TextOrNull(proxy.shortVersionString);
+  return versionedKey(proxy.bundleIdentifier, proxy.bundleVersion, proxy.shortVersionString);
 }
 
 }  // namespace TLBundleExtension

@@ -13,5 +13,8 @@ bool isBeta(const tl::platform::RSApplicationProxy& proxy);
 bool is3rdParty(const tl::platform::RSApplicationProxy& proxy);
 // "bundle:version:short version".
 std::string versionedKey(const tl::platform::RSApplicationProxy& proxy);
+// "bundle:bundleVersion:shortVersion", each part whole, "(null)" for an absent version.
+std::string versionedKey(std::string_view bundle, const std::optional<std::string>& bundleVersion,
+                         const std::optional<std::string>& shortVersion);
 
 }  // namespace TLBundleExtension

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/saturated_cast.h"
 #include "base/no_destructor.h"
 #include "platform/platform.h"
 #include "sessions/session_records.h"
@@ -50,10 +51,15 @@ int32_t RoundedSeconds(double seconds) {
   return static_cast<int32_t>(rounded);
 }
 
+std::optional<StoreNumber> StoreNumberOf(const std::optional<int64_t>& number) {
+  if (!number) return std::nullopt;
+  return StoreNumber(*number);
+}
+
 }  // namespace
 
-const char* TextOrNull(const std::optional<std::string>& text) {
-  return text ? text->c_str() : "(null)";
+std::string_view TextOrNull(const std::optional<std::string>& text) {
+  return text ? std::string_view(*text) : std::string_view("(null)");
 }
 
 const TLBundleSession::NameTable& TLBundleSession::appStateNames() {
@@ -109,13 +115,13 @@ std::shared_ptr<TLBundleSession> TLBundleSession::initBundle(const std::string& 
     session->_bundleVers = proxy->bundleVersion;
     session->_shortVers = proxy->shortVersionString;
     session->_vendorID = proxy->deviceIdentifierForVendor;
-    session->_adamID = proxy->itemID;
+    session->_adamID = StoreNumberOf(proxy->itemID);
     session->_cohort = proxy->storeCohortMetadata;
-    session->_storeFront = proxy->storeFront;
+    session->_storeFront = StoreNumberOf(proxy->storeFront);
     session->_isBeta = TLBundleExtension::isBeta(*proxy);
     session->_is3rdParty = TLBundleExtension::is3rdParty(*proxy);
   }
-  TLLog(withLogFormatString, bundle.c_str());
+  TLLog(withLogFormatString, bundle);
   session->persistBundleRecord();
   return session;
 }
@@ -127,12 +133,12 @@ void TLBundleSession::refreshWithAppProxy(const tl::platform::RSApplicationProxy
     _vendorID = proxy.deviceIdentifierForVendor;
     ++changes;
   }
-  auto storeNumberChanged = [](const std::optional<int64_t>& mine,
+  auto storeNumberChanged = [](const std::optional<StoreNumber>& mine,
                                const std::optional<int64_t>& theirs) {
-    return mine ? !theirs || *theirs != *mine : theirs.has_value();
+    return mine ? !theirs || StoreNumber(*theirs) != *mine : theirs.has_value();
   };
   if (storeNumberChanged(_adamID, proxy.itemID)) {
-    _adamID = proxy.itemID;
+    _adamID = StoreNumberOf(proxy.itemID);
     ++changes;
   }
   // An absent cohort on the proxy always counts as a change, even when the session has none.
@@ -141,7 +147,7 @@ void TLBundleSession::refreshWithAppProxy(const tl::platform::RSApplicationProxy
     ++changes;
   }
   if (storeNumberChanged(_storeFront, proxy.storeFront)) {
-    _storeFront = proxy.storeFront;
+    _storeFront = StoreNumberOf(proxy.storeFront);
     ++changes;
   }
   bool beta = TLBundleExtension::isBeta(proxy);
@@ -158,9 +164,9 @@ void TLBundleSession::refreshWithAppProxy(const tl::platform::RSApplicationProxy
 }
 
 std::string TLBundleSession::description() const {
-  std::string text = "<" + std::to_string(key_) + ">" + TextOrNull(_bundleID) + ":" +
-                     TextOrNull(_bundleVers) + ":" + TextOrNull(_shortVers) +
-                     (_isBeta ? " [BETA]" : "") + "\r    ";
+  std::string text = "<" + std::to_string(key_) + ">";
+  text.append(TextOrNull(_bundleID)).append(":").append(TextOrNull(_bundleVers)).append(":");
+  text.append(TextOrNull(_shortVers)).append(_isBeta ? " [BETA]" : "").append("\r    ");
   for (size_t i = 0; i < events.size(); ++i) {
     if (i > 0) text += "\r    ";
     text += events[i].description();
@@ -209,7 +215,7 @@ void TLBundleSession::updateState(uint32_t state, double at, int32_t fromPid) {
     const int64_t reported = static_cast<uint32_t>(elapsed);
     if (old == kTLAppStateForegroundRunning) {
       AddToBundleKey(kActiveTime, _bundleID, reported);
-      const auto now = static_cast<uint32_t>(tl::platform::Current().clock().now());
+      const auto now = tl::SaturatedCast<uint32_t>(tl::platform::Current().clock().now());
       addEvent(old, static_cast<uint32_t>(elapsed), now);
     } else if (elapsed != 0 && old == kTLAppStateBackgroundRunning) {
       AddToBundleKey(kBackgroundActiveTime, _bundleID, reported);
@@ -225,8 +231,7 @@ bool TLBundleSession::isSameVersion(const TLBundleSession* other) const {
 }
 
 std::string TLBundleSession::versionKey() const {
-  return std::string(TextOrNull(_bundleID)) + ":" + TextOrNull(_bundleVers) + ":" +
-         TextOrNull(_shortVers);
+  return TLBundleExtension::versionedKey(TextOrNull(_bundleID), _bundleVers, _shortVers);
 }
 
 void TLBundleSession::addEvent(uint32_t state, uint32_t duration, uint32_t at) {

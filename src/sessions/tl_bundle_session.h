@@ -13,9 +13,14 @@
 #include "platform/applications.h"
 #include "platform/ipc.h"
 #include "platform/uuid.h"
+#include "platform/value.h"
 #include "sessions/tl_session_event.h"
 
 class TLDateFormatter;
+
+// A store number (item identifier, store front) as it came: an integer from the registry, a
+// number of any kind from a record, written back as it came.
+using StoreNumber = tl::platform::Value;
 
 // Run-state codes; they are bit values but compared for equality only.
 enum TLAppState : uint32_t {
@@ -90,12 +95,12 @@ class TLBundleSession {
   const std::optional<std::string>& shortVers() const { return _shortVers; }
   const std::optional<tl::platform::Uuid>& vendorID() const { return _vendorID; }
   void setVendorID(std::optional<tl::platform::Uuid> v) { _vendorID = v; }
-  const std::optional<int64_t>& adamID() const { return _adamID; }
-  void setAdamID(std::optional<int64_t> v) { _adamID = v; }
+  const std::optional<StoreNumber>& adamID() const { return _adamID; }
+  void setAdamID(std::optional<StoreNumber> v) { _adamID = std::move(v); }
   const std::optional<std::string>& cohort() const { return _cohort; }
   void setCohort(std::optional<std::string> v) { _cohort = std::move(v); }
-  const std::optional<int64_t>& storeFront() const { return _storeFront; }
-  void setStoreFront(std::optional<int64_t> v) { _storeFront = v; }
+  const std::optional<StoreNumber>& storeFront() const { return _storeFront; }
+  void setStoreFront(std::optional<StoreNumber> v) { _storeFront = std::move(v); }
   bool isBeta() const { return _isBeta; }
   void setIsBeta(bool v) { _isBeta = v; }
   bool is3rdParty() const { return _is3rdParty; }
@@ -119,12 +124,12 @@ class TLBundleSession {
   std::optional<std::string> _bundleVers;
   std::optional<std::string> _shortVers;
   std::optional<tl::platform::Uuid> _vendorID;
-  std::optional<int64_t> _adamID;
+  std::optional<StoreNumber> _adamID;
   std::optional<std::string> _cohort;
-  std::optional<int64_t> _storeFront;
+  std::optional<StoreNumber> _storeFront;
 
   void learnExecutable(int32_t pid);
 };
 
 // The text a log line shows for a string that may be absent.
-const char* TextOrNull(const std::optional<std::string>& text);
+std::string_view TextOrNull(const std::optional<std::string>& text);

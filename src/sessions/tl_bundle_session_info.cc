@@ -2,10 +2,12 @@
 #include <cstdio>
 
 #include "platform/platform.h"
+#include "sessions/record_values.h"
 #include "sessions/tl_bundle_session.h"
 #include "sessions/tl_date_formatter.h"
 
 using nlohmann::json;
+using tl::sessions::JsonOf;
 
 namespace {
 
@@ -65,11 +67,11 @@ json TLBundleSession::getInfoWithFormatter(const TLDateFormatter& formatter,
   info["app_bundleid"] = _bundleID.value_or("");
   // Absent values are written as empty strings, also where a number stands otherwise.
   info["app_cohort"] = _cohort.value_or("");
-  info["app_storefront"] = _storeFront ? json(*_storeFront) : json("");
+  info["app_storefront"] = _storeFront ? JsonOf(*_storeFront).value_or("") : json("");
   info["app_build_version"] = _bundleVers.value_or("");
   info["app_version"] = _shortVers.value_or("");
   info["app_sessionreporter_key"] = _vendorID ? _vendorID->text() : "";
-  info["app_adamid"] = _adamID ? json(*_adamID) : json("");
+  info["app_adamid"] = _adamID ? JsonOf(*_adamID).value_or("") : json("");
   info["app_is_beta"] = _isBeta;
   if (appstate.arch != 0) {
     info["slice_uuid"] = appstate.uuid.text();

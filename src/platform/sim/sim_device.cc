@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "base/saturated_cast.h"
 #include "platform/device_paths.h"
 
 namespace tl::sim {
@@ -55,14 +56,15 @@ void SimDevice::syncClock() {
 }
 
 void SimDevice::advanceBy(double seconds) {
-  advanceTo(scheduler_.elapsedNanoseconds() + std::llround(seconds * 1e9));
+  advanceTo(scheduler_.elapsedNanoseconds() + SaturatedRound<int64_t>(seconds * 1e9));
 }
 
 void SimDevice::set(const DeviceFields& fields) {
+  // Files first: when one cannot be written, nothing of the change has happened.
+  writeFiles(fields.files);
   fields.applyTo(state_);
   syncClock();
   notifications_.setState(platform::kBatterySaverModeNotification, state_.lpm);
-  writeFiles(fields.files);
 }
 
 void SimDevice::setThermalLevel(int64_t level) {
@@ -93,7 +95,9 @@ void SimDevice::setBacklightValue(int64_t value) {
 void SimDevice::writeFiles(const DeviceFiles& files) {
   for (const auto& [path, text] : files) {
     std::filesystem::path host = posix_.hostPath(path);
-    std::filesystem::create_directories(host.parent_path());
+    std::error_code error;
+    std::filesystem::create_directories(host.parent_path(), error);
+    if (error) throw std::runtime_error("cannot write " + path + ": " + error.message());
     Status written =
         posix_.createFile(path, {reinterpret_cast<const uint8_t*>(text.data()), text.size()}, 0644);
     if (!written.ok()) throw std::runtime_error("cannot write " + path + ": " + written.message());

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/saturated_cast.h"
+
 namespace tl::sim {
 
 namespace {
@@ -26,7 +28,13 @@ const char* QosName(QualityOfService qos) {
   return "?";
 }
 
-int64_t ToNanoseconds(double seconds) { return std::llround(seconds * 1e9); }
+int64_t ToNanoseconds(double seconds) { return SaturatedRound<int64_t>(seconds * 1e9); }
+
+// A period after at, stopping at the end of time: a timer too far away never fires.
+int64_t Later(int64_t at, int64_t period) {
+  return at > std::numeric_limits<int64_t>::max() - period ? std::numeric_limits<int64_t>::max()
+                                                            : at + period;
+}
 
 }  // namespace
 
@@ -138,7 +146,7 @@ std::unique_ptr<platform::Timer> SimScheduler::scheduleRepeatingTimer(platform::
   // The simulated device fires timers exactly on time; leeway only matters to real hardware.
   int64_t period = std::max<int64_t>(ToNanoseconds(interval), 1);
   auto shared = std::make_shared<Task>(std::move(handler));
-  timers_.emplace(std::pair(elapsed_ + period, timerSequence_++),
+  timers_.emplace(std::pair(Later(elapsed_, period), timerSequence_++),
                   TimerEntry{&queue, period, shared});
   return std::make_unique<SimTimer>(*this, shared);
 }
@@ -189,7 +197,7 @@ void SimScheduler::advanceTo(int64_t target) {
     TimerEntry entry = std::move(node.mapped());
     elapsed_ = std::max(elapsed_, node.key().first);
     // Re-arm before firing so that the handler may cancel its own timer.
-    timers_.emplace(std::pair(node.key().first + entry.interval, timerSequence_++), entry);
+    timers_.emplace(std::pair(Later(node.key().first, entry.interval), timerSequence_++), entry);
     std::shared_ptr<Task> handler = entry.handler;
     entry.queue->async([handler] { (*handler)(); });
     runUntilIdle();
