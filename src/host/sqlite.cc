@@ -3,6 +3,8 @@
 
 #include <sys/stat.h>
 
+#include <new>
+
 #include "host/exit_codes.h"
 
 namespace tl::host {
@@ -58,15 +60,20 @@ bool Statement::row() {
   return false;
 }
 
+void Statement::requireValue(int column) {
+  if (columnType(column) != SQLITE_NULL) return;
+  // The columns a store fills are NOT NULL: a NULL means a store made or changed by something
+  // else, and an empty text or a 0 in its place would mislead.
+  const char* file = sqlite3_db_filename(db_, "main");
+  throw CommandError(kExitBadInput, std::string(file && *file ? file : "the store") +
+                                        ": a damaged store: a missing value in column " +
+                                        sqlite3_column_name(statement_.get(), column));
+}
+
 std::string Statement::columnText(int column) {
+  requireValue(column);
   const unsigned char* text = sqlite3_column_text(statement_.get(), column);
-  if (!text) {
-    // Every text column of a store is NOT NULL: a NULL means a store made or changed by
-    // something else, and an empty answer in its place would mislead.
-    const char* file = sqlite3_db_filename(db_, "main");
-    throw CommandError(kExitBadInput, std::string(file && *file ? file : "the store") +
-                                          ": a damaged store: a missing value where text must be");
-  }
+  if (!text) throw std::bad_alloc();
   // Text may hold NUL bytes (a bundle identifier can): its length is what SQLite says.
   return std::string(reinterpret_cast<const char*>(text),
                      static_cast<size_t>(sqlite3_column_bytes(statement_.get(), column)));

@@ -28,8 +28,11 @@ class Statement {
   int columnType(int column) { return sqlite3_column_type(statement_.get(), column); }
   int64_t columnInt64(int column) { return sqlite3_column_int64(statement_.get(), column); }
   double columnDouble(int column) { return sqlite3_column_double(statement_.get(), column); }
-  // The text of a column, whole; throws CommandError (bad input) for a NULL, which no text
-  // column of a store holds unless the store was damaged. Check columnType() where NULL is valid.
+  // Throws CommandError (bad input) when the column is NULL, which no NOT NULL column of a store
+  // holds unless something else made or changed it.
+  void requireValue(int column);
+  // The text of a column, whole; a NULL throws as in requireValue. Check columnType() first
+  // where NULL is valid.
   std::string columnText(int column);
 
  private:

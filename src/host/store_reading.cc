@@ -1,6 +1,10 @@
 // Reading a store: the read-only opening, the check and the listings.
 #include "host/store_reading.h"
 
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+
 #include "host/exit_codes.h"
 #include "host/stats_store.h"
 
@@ -10,20 +14,24 @@ std::string StoredNumber::text() const { return integer ? std::to_string(i) : Fo
 
 Database OpenStoreForReading(const std::string& path) {
   Database db(path, Database::Mode::kReadOnly);
-  bool isStore = false;
-  try {
-    isStore = db.hasTable("scalars") && db.hasTable("distributions");
-  } catch (const CommandError&) {
-    // SQLite reads the first page only when asked: a file that is no database fails here.
+  // SQLite reads the file only when asked, and then a file of another kind and a store locked
+  // by a writer both fail the first query; the header tells them apart. An empty file is an
+  // empty database, and no store either.
+  char header[16] = {};
+  std::ifstream(path, std::ios::binary).read(header, sizeof header);
+  const bool isDatabase = std::memcmp(header, "SQLite format 3", sizeof header) == 0;
+  if (!isDatabase || !db.hasTable("scalars") || !db.hasTable("distributions")) {
+    throw CommandError(kExitBadInput, path + ": not a tallyd store");
   }
-  if (!isStore) throw CommandError(kExitBadInput, path + ": not a tallyd store");
   // A damaged page may lie in a table or index that a listing reads only in part, which would
   // then end early without an error: the whole file is checked first. The check reads every
   // page once, a few milliseconds for a year of days.
   Statement check = db.prepare("PRAGMA quick_check(1)");
   const std::string verdict = check.row() ? check.columnText(0) : "no answer";
   if (verdict != "ok") {
-    throw CommandError(kExitBadInput, path + ": a damaged store: " + verdict);
+    std::string said = verdict;
+    std::replace(said.begin(), said.end(), '\n', ' ');
+    throw CommandError(kExitBadInput, path + ": a damaged store: " + said);
   }
   return db;
 }
@@ -31,6 +39,7 @@ Database OpenStoreForReading(const std::string& path) {
 namespace {
 
 StoredNumber ColumnNumber(Statement& s, int column) {
+  s.requireValue(column);
   StoredNumber n;
   n.integer = s.columnType(column) == SQLITE_INTEGER;
   if (n.integer) {
@@ -60,6 +69,7 @@ std::vector<KeyRow> ReadKeys(Database& db, const std::string& prefix, const DayR
     row.day = list.columnText(1);
     row.distribution = list.columnInt64(2) != 0;
     if (row.distribution) {
+      for (int column = 3; column <= 6; ++column) list.requireValue(column);
       row.count = list.columnInt64(3);
       row.sum = list.columnDouble(4);
       row.min = list.columnDouble(5);
