@@ -33,12 +33,23 @@ size_t FormatEventRecord(const EventRecord& record, char (&line)[kMaxEventRecord
 }
 
 std::optional<EventRecord> ParseEventRecord(std::string_view line) {
-  const std::string text(RecordText(line));
-  unsigned key, state, duration, endtime;
-  if (std::sscanf(text.c_str(), "%u %u %u %u", &key, &state, &duration, &endtime) != 4) {
-    return std::nullopt;
+  const std::string_view text = RecordText(line);
+  auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
+  uint32_t fields[4];
+  size_t at = 0;
+  for (uint32_t& field : fields) {
+    while (at < text.size() && blank(text[at])) ++at;
+    // Decimal digits only: no sign, and nothing beyond 32 bits, which the writer never makes
+    // and which would otherwise wrap into another bundle's key.
+    const char* begin = text.data() + at;
+    const auto [end, error] = std::from_chars(begin, text.data() + text.size(), field);
+    if (error != std::errc() || end == begin) return std::nullopt;
+    at = static_cast<size_t>(end - text.data());
+    if (at < text.size() && !blank(text[at])) return std::nullopt;
   }
-  return EventRecord{key, state, duration, endtime};
+  while (at < text.size() && blank(text[at])) ++at;
+  if (at != text.size()) return std::nullopt;  // a fifth field
+  return EventRecord{fields[0], fields[1], fields[2], fields[3]};
 }
 
 std::optional<std::string> FormatBundleRecord(const json& array) {

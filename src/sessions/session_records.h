@@ -31,8 +31,8 @@ struct EventRecord {
 inline constexpr size_t kMaxEventRecordLine = 4 * 10 + 3 + 1;
 // Writes the record's line, line feed included, into line; its length.
 size_t FormatEventRecord(const EventRecord& record, char (&line)[kMaxEventRecordLine]);
-// The record of a line read back: four unsigned numbers separated by white space; nullopt when
-// one is missing.
+// The record of a line read back: exactly four unsigned 32-bit decimal numbers separated by
+// blanks; nullopt for anything else (a missing or fifth field, a sign, a number beyond 32 bits).
 std::optional<EventRecord> ParseEventRecord(std::string_view line);
 
 // The bundle record: a JSON array (the 11 elements of TLBundleSession::recordArray), compact, on

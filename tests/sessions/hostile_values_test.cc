@@ -8,6 +8,7 @@
 
 #include "platform/device_paths.h"
 #include "sessions/listener_test_support.h"
+#include "sessions/session_records.h"
 #include "sessions/tl_date_formatter.h"
 
 namespace {
@@ -102,6 +103,23 @@ TEST(HostileValues, NumbersAreWrittenBackAsTheyCame) {
     t.state("a", 1, 4);
     t.post("com.veltro.session.write");
     EXPECT_THAT(TheSessionLog(t.device()), HasSubstr(written));
+  }
+}
+
+TEST(HostileValues, EventRecordsAreReadStrictly) {
+  using tl::sessions::ParseEventRecord;
+  auto fields = [](std::string_view line) {
+    auto r = ParseEventRecord(line);
+    return r ? std::vector<uint32_t>{r->key, r->state, r->duration, r->endtime}
+             : std::vector<uint32_t>{};
+  };
+  EXPECT_THAT(fields("1 8 60 1767225695\n"), ElementsAre(1, 8, 60, 1767225695));
+  EXPECT_THAT(fields("4294967295  0\t0 0"), ElementsAre(4294967295u, 0, 0, 0));
+  // Nothing wraps into another key, and the field count is exactly four.
+  for (const char* bad : {"4294967296 8 60 100\n", "1 8 60 99999999999999999999\n",
+                          "-1 8 60 100\n", "+1 8 60 100\n", "1 8 60\n", "1 8 60 100 5\n",
+                          "1 8 60 1x\n", "1 8 0x3c 100\n", "\n", ""}) {
+    EXPECT_THAT(fields(bad), IsEmpty()) << bad;
   }
 }
 
