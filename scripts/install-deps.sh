@@ -8,6 +8,8 @@ cd "$(dirname "$0")/.."
 packages=(g++ cmake make binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
           libsqlite3-dev libssl-dev nlohmann-json3-dev libhowardhinnant-date-dev tzdata valgrind
           clang-format clang-tidy pkg-config libsystemd-dev
+          # the fuzz build: clang with libFuzzer and the sanitizers' runtimes
+          clang libclang-rt-14-dev
           # the Linux daemon's tests: fake hardware and fake system services on private buses
           umockdev gir1.2-umockdev-1.0 python3-gi python3-dbus python3-dbusmock dbus)
 command -v npm >/dev/null || packages+=(npm)
