@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 #include <vector>
 
 #include "host/trace_format.h"
@@ -168,6 +169,31 @@ const std::array kActions = {
                for (const auto& [name, counters] : changes) {
                  d.simKernel().changeCounters(name, counters);
                }
+             };
+             return std::nullopt;
+           }},
+    Action{"fault",
+           [](const Json& v, DeviceAction* out) -> Error {
+             using platform::FaultyFileSystem;
+             if (!v.is_object() || v.empty()) {
+               return "must be an object from fault to a path prefix, or to null to end it";
+             }
+             std::vector<std::tuple<FaultyFileSystem::Fault, bool, std::string>> changes;
+             for (const auto& [name, prefix] : v.items()) {
+               auto fault = FaultyFileSystem::FaultNamed(name);
+               if (!fault) {
+                 return "has an unknown fault \"" + name +
+                        "\" (no_space, no_permission, failed_rename, failed_open, failed_chmod)";
+               }
+               if (!prefix.is_null() && !(prefix.is_string() && prefix.get<std::string>()
+                                                                    .starts_with('/'))) {
+                 return "fault " + name + " must name an absolute path prefix, or be null";
+               }
+               changes.emplace_back(*fault, !prefix.is_null(),
+                                    prefix.is_string() ? prefix.get<std::string>() : "");
+             }
+             *out = [changes = std::move(changes)](sim::SimDevice& d) {
+               for (const auto& [fault, on, prefix] : changes) d.faults().setFault(fault, on, prefix);
              };
              return std::nullopt;
            }},

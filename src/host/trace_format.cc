@@ -494,7 +494,8 @@ Json DeviceStateToJson(const sim::DeviceState& s) {
 Json SnapshotToJson(const sim::SimDevice::Snapshot& snapshot) {
   return {{"device", DeviceStateToJson(snapshot.state)},
           {"elapsed_ns", snapshot.elapsedNanoseconds},
-          {"named_states", snapshot.namedStates}};
+          {"named_states", snapshot.namedStates},
+          {"faults", snapshot.faults}};
 }
 
 sim::SimDevice::Snapshot SnapshotFromJson(const Json& json) {
@@ -502,6 +503,7 @@ sim::SimDevice::Snapshot SnapshotFromJson(const Json& json) {
   DeviceFieldsFromJson(json.at("device")).applyTo(snapshot.state);
   snapshot.elapsedNanoseconds = json.at("elapsed_ns").get<int64_t>();
   snapshot.namedStates = json.at("named_states").get<std::map<std::string, uint64_t>>();
+  snapshot.faults = json.at("faults").get<std::map<std::string, std::string>>();
   return snapshot;
 }
 

@@ -36,6 +36,27 @@ Status Wrapped(const FaultyFileSystem& fs, const std::string& path, Status opene
 
 }  // namespace
 
+const char* FaultyFileSystem::NameOf(Fault fault) {
+  static constexpr const char* kNames[kFaults] = {"no_space", "no_permission", "failed_rename",
+                                                  "failed_open", "failed_chmod"};
+  return kNames[static_cast<int>(fault)];
+}
+
+std::optional<FaultyFileSystem::Fault> FaultyFileSystem::FaultNamed(std::string_view name) {
+  for (int i = 0; i < kFaults; ++i) {
+    if (name == NameOf(static_cast<Fault>(i))) return static_cast<Fault>(i);
+  }
+  return std::nullopt;
+}
+
+std::vector<std::pair<FaultyFileSystem::Fault, std::string>> FaultyFileSystem::active() const {
+  std::vector<std::pair<Fault, std::string>> on;
+  for (int i = 0; i < kFaults; ++i) {
+    if (faults_[i].on) on.emplace_back(static_cast<Fault>(i), faults_[i].prefix);
+  }
+  return on;
+}
+
 void FaultyFileSystem::setFault(Fault fault, bool on, std::string pathPrefix) {
   faults_[static_cast<int>(fault)] = State{on, std::move(pathPrefix)};
 }
@@ -90,7 +111,9 @@ Status FaultyFileSystem::move(const std::string& from, const std::string& to) {
 }
 
 Status FaultyFileSystem::setPermissions(const std::string& path, mode_t mode) {
-  if (failing(Fault::kNoPermission, path)) return Status::FromErrno(EPERM);
+  if (failing(Fault::kNoPermission, path) || failing(Fault::kFailedChmod, path)) {
+    return Status::FromErrno(EPERM);
+  }
   return FileSystemWrapper::setPermissions(path, mode);
 }
 

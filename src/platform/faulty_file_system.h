@@ -1,7 +1,11 @@
 // FaultyFileSystem: wraps a file system and fails chosen operations on demand.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "platform/file_system_wrapper.h"
 
@@ -15,7 +19,13 @@ class FaultyFileSystem : public FileSystemWrapper {
     kNoPermission,  // creating, removing, moving and opening for writing fail with EACCES
     kFailedRename,  // moves fail with EXDEV
     kFailedOpen,    // opening for appending or reading fails; so does making a unique file
+    kFailedChmod,   // changing permissions fails with EPERM
   };
+  static constexpr int kFaults = 5;
+  // The faults' names in a device trace: "no_space", "no_permission", "failed_rename",
+  // "failed_open", "failed_chmod".
+  static const char* NameOf(Fault fault);
+  static std::optional<Fault> FaultNamed(std::string_view name);
 
   using FileSystemWrapper::FileSystemWrapper;
 
@@ -23,6 +33,8 @@ class FaultyFileSystem : public FileSystemWrapper {
   void clearFaults();
   // Whether fault is on for path; handles ask this at every write.
   bool failing(Fault fault, const std::string& path) const;
+  // The faults that are on, with their path prefixes.
+  std::vector<std::pair<Fault, std::string>> active() const;
 
   Status createDirectory(const std::string& path, bool intermediates, mode_t mode) override;
   Status createFile(const std::string& path, std::span<const uint8_t> contents,
@@ -39,7 +51,7 @@ class FaultyFileSystem : public FileSystemWrapper {
     bool on = false;
     std::string prefix;
   };
-  State faults_[4];
+  State faults_[kFaults];
 };
 
 }  // namespace tl::platform

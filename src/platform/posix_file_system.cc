@@ -22,7 +22,9 @@ class FdWriteHandle : public WriteHandle {
   ~FdWriteHandle() override { ::close(fd_); }
 
   Status seekToEnd() override {
-    if (::lseek(fd_, 0, SEEK_END) < 0) return Errno();
+    const off_t end = ::lseek(fd_, 0, SEEK_END);
+    if (end < 0) return Errno();
+    offset_ = end;
     return Status::OK();
   }
 
@@ -30,12 +32,19 @@ class FdWriteHandle : public WriteHandle {
     // One write call per record: a record either lands whole or is reported lost.
     ssize_t n = ::write(fd_, bytes.data(), bytes.size());
     if (n < 0) return Errno();
-    if (static_cast<size_t>(n) != bytes.size()) return Status::FromErrno(ENOSPC);
+    if (static_cast<size_t>(n) != bytes.size()) {
+      // A disk that fills up part-way takes part of the record: cut it off again, so that the
+      // file never holds a torn line that the next record would run on from.
+      if (::ftruncate(fd_, offset_) != 0 || ::lseek(fd_, offset_, SEEK_SET) < 0) return Errno();
+      return Status::FromErrno(ENOSPC);
+    }
+    offset_ += n;
     return Status::OK();
   }
 
  private:
   int fd_;
+  off_t offset_ = 0;  // where the next write lands: the handle is the file's only writer
 };
 
 class StreamLineReader : public LineReader {

@@ -1,6 +1,9 @@
 // The POSIX file system below a sandbox root, and the faults its wrapper injects.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+
+#include <csignal>
 
 #include <filesystem>
 #include <fstream>
@@ -128,6 +131,30 @@ TEST_F(FileSystemTest, FaultsFailTheirOperationsUntilSwitchedOff) {
   fs.setFault(Fault::kFailedRename, true);
   EXPECT_EQ(fs.move("/var/tmp/a", "/var/tmp/b").code(), EXDEV);
   EXPECT_TRUE(fs.stat("/var/tmp/a", nullptr).ok());
+  fs.clearFaults();
+
+  fs.setFault(Fault::kFailedChmod, true, "/var/tmp/");
+  EXPECT_EQ(fs.setPermissions("/var/tmp/a", 0600).code(), EPERM);
+  EXPECT_TRUE(fs.setPermissions("/var/tmp", 0755).ok());  // not below the prefix
+}
+
+TEST_F(FileSystemTest, ADiskThatFillsUpPartWayNeverLeavesATornRecord) {
+  PosixFileSystem fs(root_.string(), "/var/tmp/");
+  ASSERT_TRUE(fs.createFile("/var/tmp/records", Bytes("1 8 60 100\n"), 0644).ok());
+  auto handle = Appending(fs, "/var/tmp/records");
+  ASSERT_TRUE(handle && handle->seekToEnd().ok());
+  // The file may grow by 5 more bytes: the kernel writes part of the record, then says so.
+  ::signal(SIGXFSZ, SIG_IGN);
+  rlimit limit{};
+  ::getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit small{11 + 5, limit.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_EQ(handle->write(Bytes("2 8 60 200\n")).code(), ENOSPC);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+  // The part that landed is gone, and the next record starts a line of its own.
+  EXPECT_EQ(Slurp((root_ / "var/tmp/records").string()), "1 8 60 100\n");
+  EXPECT_TRUE(handle->write(Bytes("3 8 60 300\n")).ok());
+  EXPECT_EQ(Slurp((root_ / "var/tmp/records").string()), "1 8 60 100\n3 8 60 300\n");
 }
 
 }  // namespace

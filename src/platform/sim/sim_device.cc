@@ -105,13 +105,22 @@ void SimDevice::writeFiles(const DeviceFiles& files) {
 }
 
 SimDevice::Snapshot SimDevice::snapshot() const {
-  return Snapshot{state_, scheduler_.elapsedNanoseconds(), notifications_.states()};
+  Snapshot snapshot{state_, scheduler_.elapsedNanoseconds(), notifications_.states(), {}};
+  for (const auto& [fault, prefix] : faulty_.active()) {
+    snapshot.faults[platform::FaultyFileSystem::NameOf(fault)] = prefix;
+  }
+  return snapshot;
 }
 
 std::unique_ptr<SimDevice> SimDevice::restore(Snapshot snapshot, std::string sandbox) {
   auto restored = std::make_unique<SimDevice>(std::move(snapshot.state), std::move(sandbox));
   restored->scheduler_.advanceTo(snapshot.elapsedNanoseconds);
   restored->notifications_.restoreStates(std::move(snapshot.namedStates));
+  for (const auto& [name, prefix] : snapshot.faults) {
+    if (auto fault = platform::FaultyFileSystem::FaultNamed(name)) {
+      restored->faulty_.setFault(*fault, true, prefix);
+    }
+  }
   return restored;
 }
 

@@ -92,6 +92,8 @@ class SimDevice : public platform::Platform {
     DeviceState state;
     int64_t elapsedNanoseconds = 0;
     std::map<std::string, uint64_t> namedStates;
+    // The file system's faults by name, with their path prefixes: a full disk stays full.
+    std::map<std::string, std::string> faults;
   };
   Snapshot snapshot() const;
   static std::unique_ptr<SimDevice> restore(Snapshot snapshot, std::string sandbox);
