@@ -185,15 +185,16 @@ const std::array kActions = {
                  return "has an unknown fault \"" + name +
                         "\" (no_space, no_permission, failed_rename, failed_open, failed_chmod)";
                }
-               if (!prefix.is_null() && !(prefix.is_string() && prefix.get<std::string>()
-                                                                    .starts_with('/'))) {
+               if (!prefix.is_null() &&
+                   !(prefix.is_string() && prefix.get<std::string>().starts_with('/'))) {
                  return "fault " + name + " must name an absolute path prefix, or be null";
                }
                changes.emplace_back(*fault, !prefix.is_null(),
                                     prefix.is_string() ? prefix.get<std::string>() : "");
              }
              *out = [changes = std::move(changes)](sim::SimDevice& d) {
-               for (const auto& [fault, on, prefix] : changes) d.faults().setFault(fault, on, prefix);
+               for (const auto& [fault, on, prefix] : changes)
+                 d.faults().setFault(fault, on, prefix);
              };
              return std::nullopt;
            }},

@@ -257,9 +257,9 @@ const std::map<std::string, FieldParser>& Fields() {
   static const std::map<std::string, FieldParser> kFields = {
       {"start", Field(
                     [](const Json& v) {
-                      return Expect(v.is_number() && v.get<double>() >= 0 &&
-                                        v.get<double>() <= kLatestStart,
-                                    "seconds since 1970 from 0 to 4294967295 (2106-02-07)");
+                      return Expect(
+                          v.is_number() && v.get<double>() >= 0 && v.get<double>() <= kLatestStart,
+                          "seconds since 1970 from 0 to 4294967295 (2106-02-07)");
                     },
                     &DeviceState::start)},
       {"time_zone", Field(CheckTimeZone, &DeviceState::timeZone)},

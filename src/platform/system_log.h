@@ -19,8 +19,8 @@ class SystemLog {
 namespace log_format {
 
 template <class T>
-inline constexpr bool kIsText =
-    std::is_same_v<std::decay_t<T>, std::string> || std::is_same_v<std::decay_t<T>, std::string_view>;
+inline constexpr bool kIsText = std::is_same_v<std::decay_t<T>, std::string> ||
+                                std::is_same_v<std::decay_t<T>, std::string_view>;
 
 // Copies the literal text of format from *at up to its next conversion (with "%%" as "%") to
 // out, and returns that conversion ("%3d"); empty when none is left.
@@ -72,7 +72,7 @@ void WriteLogLine(std::string_view line);
 
 // The same, for lines that carry whole strings (see FormatLogLine).
 template <class... Args>
-  requires(tl::platform::log_format::kIsText<Args> || ...)
-void TLLog(const char* format, const Args&... arguments) {
+requires(tl::platform::log_format::kIsText<Args> || ...) void TLLog(const char* format,
+                                                                    const Args&... arguments) {
   tl::platform::WriteLogLine(tl::platform::FormatLogLine(format, arguments...));
 }

@@ -76,8 +76,7 @@ std::optional<json> TLBundleSession::recordArray() const {
   return json::array({*_bundleID, appstate.arch, appstate.uuid.text(), _bundleVers.value_or(""),
                       _shortVers.value_or(""), _vendorID ? _vendorID->text() : std::string(),
                       tl::sessions::RecordNumber(_adamID), _cohort.value_or(""),
-                      tl::sessions::RecordNumber(_storeFront), _isBeta,
-                      key_});
+                      tl::sessions::RecordNumber(_storeFront), _isBeta, key_});
 }
 
 void TLBundleSession::persistBundleRecord() const {

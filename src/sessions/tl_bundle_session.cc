@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/saturated_cast.h"
 #include "base/no_destructor.h"
+#include "base/saturated_cast.h"
 #include "platform/platform.h"
 #include "sessions/session_records.h"
 #include "sessions/sessions_state.h"

@@ -19,7 +19,8 @@ TEST_F(ReplayTest, TracesBeyondTheirLimitsAreRefusedBeforeAnythingRuns) {
   };
   const std::string longName(256, 'n');
   const std::vector<Case> cases = {
-      {"{\"at\":1,\"set\":{\"languages\":" + Nested(30000) + "}}\n", "trace.jsonl:1: nested too deeply"},
+      {"{\"at\":1,\"set\":{\"languages\":" + Nested(30000) + "}}\n",
+       "trace.jsonl:1: nested too deeply"},
       {R"({"device":{"files":{"/":"x"}}})", "path / names a directory, not a file"},
       {R"({"device":{"files":{"/var/tmp":"x"}}})", "path /var/tmp is a directory of the device"},
       {"{\"device\":{\"files\":{\"/a/" + longName + "\":\"x\"}}}",

@@ -44,9 +44,9 @@ std::string TheSessionLog(TestDevice& device) {
 TEST(HostileValues, BundleIdentifiersAreUsedWholeEvenWithNulAndLength) {
   const std::string x("com.a\0x", 7);
   const std::string y("com.a\0y", 7);
-  ListenerTest t(Json{{"apps", Json::array({{{"bundle", x}, {"bundle_version", "1"},
-                                             {"short_version", "1.0"}},
-                                            {{"bundle", y}}})}});
+  ListenerTest t(
+      Json{{"apps", Json::array({{{"bundle", x}, {"bundle_version", "1"}, {"short_version", "1.0"}},
+                                 {{"bundle", y}}})}});
   t.state(x, 10, 8);
   t.state(y, 11, 8);
   // Two bundles, two keys each: nothing is cut at the NUL.
@@ -61,12 +61,11 @@ TEST(HostileValues, BundleIdentifiersAreUsedWholeEvenWithNulAndLength) {
 
   // A crash reason far beyond any fixed buffer: two bundles whose version keys coincide.
   const std::string longName = "com.x." + std::string(600, 'n');
-  ListenerTest d(Json{{"apps", Json::array({{{"bundle", longName},
-                                             {"bundle_version", "1:2"},
-                                             {"short_version", "3"}},
-                                            {{"bundle", longName + ":1"},
-                                             {"bundle_version", "2"},
-                                             {"short_version", "3"}}})}});
+  ListenerTest d(Json{
+      {"apps",
+       Json::array(
+           {{{"bundle", longName}, {"bundle_version", "1:2"}, {"short_version", "3"}},
+            {{"bundle", longName + ":1"}, {"bundle_version", "2"}, {"short_version", "3"}}})}});
   d.state(longName, 0, 8);
   d.notice(Notice::kUninstalled, longName + ":1");
   d.notice(Notice::kInstalled, longName);
@@ -94,9 +93,9 @@ TEST(HostileValues, NumbersAreWrittenBackAsTheyCame) {
   EXPECT_FALSE(none->adamID());
 
   // The first language is written as it is: an integer stays one, true stays true.
-  for (const auto& [first, written] : {std::pair(Json(5), "\"language\" : 5,"),
-                                       std::pair(Json(true), "\"language\" : true,"),
-                                       std::pair(Json(2.5), "\"language\" : 2.5,")}) {
+  for (const auto& [first, written] :
+       {std::pair(Json(5), "\"language\" : 5,"), std::pair(Json(true), "\"language\" : true,"),
+        std::pair(Json(2.5), "\"language\" : 2.5,")}) {
     ListenerTest t(Json{{"languages", Json::array({first, "en"})}, {"apps", {{{"bundle", "a"}}}}});
     t.state("a", 1, 8);
     t.at(10);
@@ -116,9 +115,9 @@ TEST(HostileValues, EventRecordsAreReadStrictly) {
   EXPECT_THAT(fields("1 8 60 1767225695\n"), ElementsAre(1, 8, 60, 1767225695));
   EXPECT_THAT(fields("4294967295  0\t0 0"), ElementsAre(4294967295u, 0, 0, 0));
   // Nothing wraps into another key, and the field count is exactly four.
-  for (const char* bad : {"4294967296 8 60 100\n", "1 8 60 99999999999999999999\n",
-                          "-1 8 60 100\n", "+1 8 60 100\n", "1 8 60\n", "1 8 60 100 5\n",
-                          "1 8 60 1x\n", "1 8 0x3c 100\n", "\n", ""}) {
+  for (const char* bad :
+       {"4294967296 8 60 100\n", "1 8 60 99999999999999999999\n", "-1 8 60 100\n", "+1 8 60 100\n",
+        "1 8 60\n", "1 8 60 100 5\n", "1 8 60 1x\n", "1 8 0x3c 100\n", "\n", ""}) {
     EXPECT_THAT(fields(bad), IsEmpty()) << bad;
   }
 }

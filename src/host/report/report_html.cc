@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "base/saturated_cast.h"
 #include "host/report/report_assets.h"
 #include "host/report/report_formats.h"
 
@@ -63,7 +64,7 @@ std::string Shown(const Column& column, const Cell& cell) {
   char text[48];
   switch (column.kind) {
     case Kind::kDuration: {
-      const int64_t minutes = std::llround(std::fabs(*number) / 60.0);
+      const int64_t minutes = SaturatedRound<int64_t>(std::fabs(*number) / 60.0);
       std::snprintf(text, sizeof text, "%s%lld:%02lld", *number < 0 ? "−" : "",
                     static_cast<long long>(minutes / 60), static_cast<long long>(minutes % 60));
       return text;

@@ -10,6 +10,7 @@
 #include <map>
 #include <set>
 
+#include "base/saturated_cast.h"
 #include "host/exit_codes.h"
 #include "host/stats_daemon.h"
 #include "host/timeline.h"
@@ -171,8 +172,8 @@ const Table* Report::table(const std::string& name) const {
 }
 
 std::string LocalClock(double at, int32_t utcOffset, bool seconds) {
-  const auto t =
-      date::sys_seconds(std::chrono::seconds(static_cast<int64_t>(std::floor(at)) + utcOffset));
+  const auto t = date::sys_seconds(std::chrono::seconds(
+      SaturatedCast<int64_t>(std::clamp(std::floor(at), -1e12, 1e12)) + utcOffset));
   return date::format(seconds ? "%F %T" : "%F %R", t);
 }
 
@@ -370,7 +371,9 @@ Report BuildReport(Database& db, const ReportOptions& options) {
                      Col("counter", "counter", Kind::kText),
                      Col("increase", "increase", Kind::kCount)};
 
-  auto count = [](std::optional<double> v) { return v ? Cell(static_cast<int64_t>(*v)) : Cell(); };
+  auto count = [](std::optional<double> v) {
+    return v ? Cell(SaturatedCast<int64_t>(*v)) : Cell();
+  };
   auto recordedOn = [&](const std::string& day) {
     return Overlap(running, Midnight(zone, day), Midnight(zone, NextDay(day)));
   };

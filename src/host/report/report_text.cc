@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "base/saturated_cast.h"
 #include "host/report/report_formats.h"
 
 namespace tl::host::report {
@@ -13,7 +14,7 @@ constexpr size_t kWidth = 80;
 
 std::string Duration(double seconds) {
   const bool negative = seconds < 0;
-  const int64_t minutes = std::llround(std::fabs(seconds) / 60.0);
+  const int64_t minutes = SaturatedRound<int64_t>(std::fabs(seconds) / 60.0);
   char text[32];
   std::snprintf(text, sizeof text, "%s%lld:%02lld", negative ? "-" : "",
                 static_cast<long long>(minutes / 60), static_cast<long long>(minutes % 60));

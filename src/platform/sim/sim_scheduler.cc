@@ -33,7 +33,7 @@ int64_t ToNanoseconds(double seconds) { return SaturatedRound<int64_t>(seconds *
 // A period after at, stopping at the end of time: a timer too far away never fires.
 int64_t Later(int64_t at, int64_t period) {
   return at > std::numeric_limits<int64_t>::max() - period ? std::numeric_limits<int64_t>::max()
-                                                            : at + period;
+                                                           : at + period;
 }
 
 }  // namespace
