@@ -113,8 +113,9 @@ EQAggregateLogger::Readings EQAggregateLogger::Read(const EQBatteryProperties& b
   return r;
 }
 
-uint32_t EQAggregateLogger::BatteryLevel(const EQBatteryProperties& battery) {
-  // Whatever the gas gauge says: a multiple of ten, rounded up.
+TL_IEEE_DIVISION uint32_t EQAggregateLogger::BatteryLevel(const EQBatteryProperties& battery) {
+  // Whatever the gas gauge says: a multiple of ten, rounded up. Without capacities, 0 / 0 is
+  // NaN and the level 0.
   return tl::SaturatedCast<uint32_t>(
       std::ceil(battery.currentCapacity() / battery.maxCapacity() * 10.0) * 10.0);
 }

@@ -1,6 +1,7 @@
 // EQBatteryProperties: the cached snapshot and its getters.
 #include "power/eq_battery_properties.h"
 
+#include "base/saturated_cast.h"
 #include "platform/platform.h"
 #include "power/power_state.h"
 
@@ -75,11 +76,15 @@ const Value* EQBatteryProperties::adapterInfo() const { return propertyForKey("A
 const Value* EQBatteryProperties::connectedStatus() const {
   return propertyForKey("ExternalConnected");
 }
-double EQBatteryProperties::capacity() const { return currentCapacity() * 100.0 / maxCapacity(); }
+// A battery without capacities (no entry, a failed read) divides 0 by 0: NaN, as the device's
+// processor gives it, which the logger's conversions then make 0.
+TL_IEEE_DIVISION double EQBatteryProperties::capacity() const {
+  return currentCapacity() * 100.0 / maxCapacity();
+}
 double EQBatteryProperties::rawCurrentCapacity() const {
   return doubleFor("VeltroRawCurrentCapacity");
 }
-double EQBatteryProperties::rawCapacity() const {
+TL_IEEE_DIVISION double EQBatteryProperties::rawCapacity() const {
   return rawCurrentCapacity() * 100.0 / rawMaxCapacity();
 }
 
