@@ -295,10 +295,15 @@ bool StoreHoldsValues(const std::string& path) {
   return false;
 }
 
+// The store's tables and meta, in one transaction: a replay killed before it committed leaves a
+// database with no tables at all, never a store with half of them.
 void WriteMeta(const ReplayOptions& options, const TraceSummary& trace) {
   Database db(options.db);
-  StoreMeta meta(db);
   db.exec("BEGIN");
+  StatsStore store(db);
+  DailyReports reports(db);
+  Timeline timeline(db);
+  StoreMeta meta(db);
   meta.set(kMetaSource, "replay");
   meta.set(kMetaTrace, fs::absolute(options.trace).string());
   meta.set(kMetaTraceHash, FileSha256(options.trace));
