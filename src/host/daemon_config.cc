@@ -24,6 +24,9 @@ platform::Dictionary ObjectOf(const Json& json, const std::string& what,
 }  // namespace
 
 linuxdev::Settings ParseDaemonConfig(const std::string& text, const std::string& source) {
+  if (NestsDeeperThan(text, kMaxJsonNesting)) {
+    throw CommandError(kExitBadInput, source + ": nested too deeply");
+  }
   Json json = Json::parse(text, nullptr, /*allow_exceptions=*/false);
   if (json.is_discarded()) throw CommandError(kExitBadInput, source + ": not valid JSON");
   if (!json.is_object()) throw CommandError(kExitBadInput, source + ": must be a JSON object");

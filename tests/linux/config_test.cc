@@ -30,7 +30,7 @@ TEST(DaemonConfigTest, MembersDefaultsAndErrors) {
   EXPECT_EQ(defaults.pollSeconds, 600);
   EXPECT_TRUE(defaults.answers.empty());
 
-  auto error = [](const char* text) {
+  auto error = [](const std::string& text) {
     try {
       ParseDaemonConfig(text, "bad.json");
     } catch (const std::runtime_error& e) {
@@ -46,6 +46,8 @@ TEST(DaemonConfigTest, MembersDefaultsAndErrors) {
             "bad.json: poll_seconds must be a number of at least 1");
   EXPECT_EQ(error("{"), "bad.json: not valid JSON");
   EXPECT_EQ(error("[]"), "bad.json: must be a JSON object");
+  const std::string deep = "{\"answers\": {\"a\": " + std::string(20000, '[') + "}}";
+  EXPECT_EQ(error(deep), "bad.json: nested too deeply");
   EXPECT_THROW(ReadDaemonConfig("/nonexistent/tallyd.json"), std::runtime_error);
 }
 
