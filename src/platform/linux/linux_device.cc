@@ -12,6 +12,7 @@
 #include "platform/linux/bus.h"
 #include "platform/linux/display_power.h"
 #include "platform/linux/event_loop.h"
+#include "platform/linux/linux_activities.h"
 #include "platform/linux/linux_applications.h"
 #include "platform/linux/linux_clock.h"
 #include "platform/linux/linux_dispatch.h"
@@ -79,7 +80,19 @@ struct LinuxDevice::Parts {
   PathMap paths = StatePathMap(options.stateDirectory);
   PosixFileSystem files{paths, kStateTemporaryDirectory};
   LinuxEnvironment environment;
-  LinuxApplications applications{*systemQueue};
+  std::unique_ptr<SerialQueue> appStateQueue =
+      dispatch.createSerialQueue("tallyd.appstate", QualityOfService::kUtility);
+  std::unique_ptr<SerialQueue> workspaceQueue =
+      dispatch.createSerialQueue("tallyd.workspace", QualityOfService::kUtility);
+  std::unique_ptr<SerialQueue> activityQueue =
+      dispatch.createSerialQueue("tallyd.activity", QualityOfService::kUtility);
+  LinuxApplications applications{loop, *appStateQueue, *systemQueue, *workspaceQueue,
+                                 ApplicationSources{sessionBus.get(), options.sysRoot,
+                                                    options.procRoot, options.stateDirectory}};
+  // Without a backlight the screen counts as on, as it does for the power side.
+  LinuxActivities activities{loop, *activityQueue, options.stateDirectory + "/last-run",
+                             [this] { return backlight.present() && backlight.fraction() <= 0; },
+                             [this] { return clock.now(); }};
   std::vector<std::string> findings;
 
   Parts(LinuxDeviceOptions given, OutputSink& sink)
@@ -92,7 +105,7 @@ struct LinuxDevice::Parts {
                  [this](uint64_t state) { named.post(kBatterySaverModeNotification, state); }),
         display(sessionBus.get(),
                 [this](bool on) {
-                  if (backlight.setDisplayOn(on)) registry.backlightChanged();
+                  if (backlight.setDisplayOn(on)) backlightChanged();
                 }),
         notify(sessionBus.get(),
                [this](const std::string& name, uint64_t state) { named.post(name, state); }),
@@ -125,10 +138,12 @@ struct LinuxDevice::Parts {
       if (battery.refresh()) registry.batteryChanged();
     });
     uevents.watch("backlight", [this] {
-      if (backlight.refresh()) registry.backlightChanged();
+      if (backlight.refresh()) backlightChanged();
     });
     uevents.watch("thermal", [this] { refreshThermal(); });
     if (!uevents.start()) findings.push_back("uevents: none; polling only");
+
+    for (std::string& finding : applications.start()) findings.push_back(std::move(finding));
 
     sd_event_source* source = nullptr;
     const uint64_t every = Microseconds(options.settings.pollSeconds);
@@ -153,8 +168,14 @@ struct LinuxDevice::Parts {
   // Re-reads what drivers may change without a uevent.
   void refreshAll() {
     if (battery.refresh()) registry.batteryChanged();
-    if (backlight.refresh()) registry.backlightChanged();
+    if (backlight.refresh()) backlightChanged();
     refreshThermal();
+    applications.refresh();
+  }
+
+  void backlightChanged() {
+    registry.backlightChanged();
+    activities.screenChanged();
   }
 
   void refreshThermal() {
@@ -195,7 +216,7 @@ NotificationCenter& LinuxDevice::notificationCenter() { return parts_->center; }
 DeviceRegistry& LinuxDevice::registry() { return parts_->registry; }
 SystemPower& LinuxDevice::systemPower() { return parts_->registry; }
 Applications& LinuxDevice::applications() { return parts_->applications; }
-ActivityScheduler& LinuxDevice::activities() { return parts_->applications; }
+ActivityScheduler& LinuxDevice::activities() { return parts_->activities; }
 Kernel& LinuxDevice::kernel() { return parts_->kernel; }
 Environment& LinuxDevice::environment() { return parts_->environment; }
 FileSystem& LinuxDevice::files() { return parts_->files; }

@@ -1,0 +1,76 @@
+// AppRunStates: the run state of every application, derived from the compositor's toplevels, the
+// user manager's application units and the exits of their processes.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/value.h"
+
+namespace tl::linuxdev {
+
+// The run-state codes the Linux device reports.
+inline constexpr uint32_t kStateTerminated = 1;
+inline constexpr uint32_t kStateBackgroundTaskSuspended = 2;
+inline constexpr uint32_t kStateBackgroundRunning = 4;
+inline constexpr uint32_t kStateForegroundRunning = 8;
+
+// One application's new state; pid is -1 when no process of it is known.
+struct AppStateChange {
+  std::string appId;
+  int32_t pid = -1;
+  uint32_t state = kStateTerminated;
+  friend bool operator==(const AppStateChange&, const AppStateChange&) = default;
+};
+
+// The monitor's dictionary of a change: its bundle, state and, when known, pid.
+platform::Dictionary StateInfo(const AppStateChange& change);
+
+// A window the compositor lists. pid is 0 where the compositor does not say (wlroots).
+struct Toplevel {
+  std::string appId;
+  bool activated = false;
+  int32_t pid = 0;
+};
+
+// An application unit of the user manager (an app-… scope or service).
+struct AppUnit {
+  std::string appId;
+  bool active = false;     // its processes run (active, activating, reloading, deactivating)
+  bool frozen = false;     // the manager froze it (freezing or frozen)
+  bool pidsKnown = false;  // its cgroup could be read
+  std::set<int32_t> pids;
+};
+
+// A pure state machine: each input updates what is known and returns the applications whose
+// state changed, in the order of their identifiers. An application is foreground running while
+// one of its toplevels is activated; otherwise background running while a toplevel or a live
+// unit of it exists; background task suspended when all its live units are frozen and it has no
+// toplevel; terminated when nothing of it is left. The same state is never reported twice in a
+// row, since a repeated report would restart the module's interval.
+class AppRunStates {
+ public:
+  std::vector<AppStateChange> toplevel(uint64_t handle, Toplevel toplevel);
+  std::vector<AppStateChange> toplevelClosed(uint64_t handle);
+  // The compositor went away: every toplevel is closed.
+  std::vector<AppStateChange> toplevelsGone();
+  std::vector<AppStateChange> unit(const std::string& name, AppUnit unit);
+  std::vector<AppStateChange> unitGone(const std::string& name);
+  std::vector<AppStateChange> processExited(int32_t pid);
+
+  // The applications last reported as not terminated, with their states.
+  std::vector<AppStateChange> running() const;
+
+ private:
+  AppStateChange derive(const std::string& appId) const;
+  std::vector<AppStateChange> settle(std::set<std::string> appIds);
+
+  std::map<uint64_t, Toplevel> toplevels_;
+  std::map<std::string, AppUnit> units_;
+  std::map<std::string, AppStateChange> reported_;
+};
+
+}  // namespace tl::linuxdev
