@@ -101,11 +101,11 @@ class DaemonTest(dbusmock.DBusTestCase):
         listener.bind(notify_path)
         listener.settimeout(20)
         env = dict(os.environ, NOTIFY_SOCKET=notify_path, LANG='C.UTF-8',
-                   UMOCKDEV_DIR=self.testbed.get_root_dir())
+                   UMOCKDEV_DIR=self.testbed.get_root_dir(), **self.daemon_env())
         env.pop('JOURNAL_STREAM', None)
         self.log = open(os.path.join(self.workdir.name, 'stderr'), 'w+')
         self.daemon = subprocess.Popen(
-            [TALLYD, 'run', '--db', self.db, '--state', os.path.join(self.workdir.name, 'state')],
+            [TALLYD, 'run', '--db', self.db, '--state', self.state()] + self.daemon_args(),
             env=env, stdout=self.log, stderr=subprocess.STDOUT)
         message = b''
         while b'READY=1' not in message:
@@ -113,6 +113,17 @@ class DaemonTest(dbusmock.DBusTestCase):
         listener.close()
         # Events of a later whole second than the start's own commits.
         time.sleep(1.1)
+
+    def daemon_env(self):
+        """What a subclass adds to the daemon's environment."""
+        return {}
+
+    def daemon_args(self):
+        """What a subclass adds to the daemon's command line."""
+        return []
+
+    def state(self, *parts):
+        return os.path.join(self.workdir.name, 'state', *parts)
 
     def stop_daemon(self):
         self.daemon.send_signal(signal.SIGTERM)

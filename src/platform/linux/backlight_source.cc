@@ -25,6 +25,10 @@ std::optional<platform::Dictionary> BacklightSource::brightness() const {
   return BrightnessDictionary(*backlight, !displayOff_.get());
 }
 
+bool BacklightSource::screenAsleep() const {
+  return displayOff_.get() || (present() && fraction() <= 0);
+}
+
 float BacklightSource::fraction() const {
   auto backlight = backlight_.get();
   return backlight ? BrightnessFraction(*backlight) : 0.0f;

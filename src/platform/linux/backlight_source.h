@@ -23,6 +23,9 @@ class BacklightSource {
   // nullopt without a backlight.
   std::optional<platform::Dictionary> brightness() const;
   float fraction() const;
+  // The compositor blanked the display, or the backlight is at 0. Without either source the
+  // screen counts as on.
+  bool screenAsleep() const;
 
  private:
   Guarded<std::optional<SysfsDevice>> backlight_;

@@ -91,7 +91,7 @@ struct LinuxDevice::Parts {
                                                     options.procRoot, options.stateDirectory}};
   // Without a backlight the screen counts as on, as it does for the power side.
   LinuxActivities activities{loop, *activityQueue, options.stateDirectory + "/last-run",
-                             [this] { return backlight.present() && backlight.fraction() <= 0; },
+                             [this] { return backlight.screenAsleep(); },
                              [this] { return clock.now(); }};
   std::vector<std::string> findings;
 

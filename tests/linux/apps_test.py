@@ -1,0 +1,284 @@
+#!/usr/bin/python3
+"""`tallyd run` following applications: windows in a headless wlroots compositor (sway with the
+headless backend and the pixman renderer), application units from python-dbusmock's systemd
+template on the private session bus, a fake Flatpak installation, and the power side's fakes of
+daemon_test.py. Expected values follow from the documented state and install-code rules.
+
+Run: umockdev-wrapper /usr/bin/python3 apps_test.py AppsTest.test_windows_units_and_exits
+$TOPLEVEL_CLIENT names the test client. Without sway the test is skipped, except under $CI.
+"""
+
+import glob
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from daemon_test import DaemonTest, TALLYD, wait_until  # noqa: E402  (re-runs under umockdev)
+
+import dbus  # noqa: E402
+import dbusmock  # noqa: E402
+
+CLIENT = os.environ.get('TOPLEVEL_CLIENT', 'toplevel_client')
+SYSTEMD = 'org.freedesktop.systemd1'
+MANAGER = SYSTEMD + '.Manager'
+SCOPE = SYSTEMD + '.Scope'
+UNIT_PREFIX = '/org/freedesktop/systemd1/unit/'
+# Install event codes: the class, the update bit, the reinstall bit, and the command-line type.
+INSTALLED, UPDATED, UNINSTALLED, COMMAND_LINE = 0x10000, 0x18000, 0x20000, 3
+
+
+class Compositor:
+    """sway, headless. It refuses to run as root, so root runs it as an unprivileged user of a
+    user namespace of its own."""
+
+    def __init__(self, runtime_dir):
+        self.runtime_dir = runtime_dir
+        config = os.path.join(runtime_dir, 'sway.config')
+        with open(config, 'w') as f:
+            f.write('xwayland disable\n')
+        env = {k: v for k, v in os.environ.items() if k not in ('LD_PRELOAD', 'WAYLAND_DISPLAY')}
+        env.update(XDG_RUNTIME_DIR=runtime_dir, WLR_BACKENDS='headless', WLR_RENDERER='pixman',
+                   WLR_LIBINPUT_NO_DEVICES='1')
+        command = ['sway', '-c', config]
+        if os.geteuid() == 0:
+            command = ['unshare', '--user', '--map-user=1000', '--map-group=1000'] + command
+        self.log = open(os.path.join(runtime_dir, 'sway.log'), 'w')
+        self.process = subprocess.Popen(command, env=env, stdout=self.log, stderr=subprocess.STDOUT)
+        deadline = time.monotonic() + 10
+        while time.monotonic() < deadline and self.process.poll() is None:
+            sockets = glob.glob(os.path.join(runtime_dir, 'sway-ipc.*.sock'))
+            if sockets and os.path.exists(os.path.join(runtime_dir, 'wayland-1')):
+                self.ipc = sockets[0]
+                return
+            time.sleep(0.05)
+        self.stop()
+        raise unittest.SkipTest('the headless compositor did not start (see sway.log)')
+
+    def focus(self, app_id):
+        subprocess.run(['swaymsg', '-s', self.ipc, '[app_id="%s"] focus' % app_id], check=True,
+                       stdout=subprocess.DEVNULL, env={'PATH': os.environ['PATH']})
+
+    def stop(self):
+        if self.process.poll() is None:
+            self.process.terminate()
+            self.process.wait()
+        self.log.close()
+
+
+class App:
+    """One application: a client process with one window, in an application scope whose cgroup
+    lists its process."""
+
+    def __init__(self, test, app_id):
+        self.app_id = app_id
+        env = {k: v for k, v in os.environ.items() if k != 'LD_PRELOAD'}
+        env.update(test.wayland_env)
+        self.process = subprocess.Popen([CLIENT], env=env, stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, text=True)
+        self.command('open w ' + app_id)
+        self.unit = 'app-gnome-%s-%d.scope' % (app_id, self.process.pid)
+        self.path = UNIT_PREFIX + self.unit.replace('.', '_').replace('-', '_')
+        cgroup = '/user.slice/user-1000.slice/user@1000.service/app.slice/' + self.unit
+        os.makedirs(os.path.join(test.sys, 'fs/cgroup' + cgroup))
+        with open(os.path.join(test.sys, 'fs/cgroup' + cgroup, 'cgroup.procs'), 'w') as f:
+            f.write('%d\n' % self.process.pid)
+        test.systemd_obj.AddMockUnit(self.unit, dbus_interface=dbusmock.MOCK_IFACE)
+        unit = test.session.get_object(SYSTEMD, self.path)
+        unit.AddProperty(SCOPE, 'ControlGroup', cgroup, dbus_interface=dbusmock.MOCK_IFACE)
+        unit.UpdateProperties(SYSTEMD + '.Unit', {'ActiveState': 'active'},
+                              dbus_interface=dbusmock.MOCK_IFACE)
+        test.systemd_obj.EmitSignal(MANAGER, 'UnitNew', 'so', [self.unit, self.path],
+                                    dbus_interface=dbusmock.MOCK_IFACE)
+
+    def command(self, line):
+        self.process.stdin.write(line + '\n')
+        self.process.stdin.flush()
+        answer = self.process.stdout.readline().strip()
+        assert answer.split()[0] in ('opened', 'closed'), answer
+
+    def exit(self):
+        self.process.stdin.close()
+        self.process.wait()
+
+
+class AppsTest(DaemonTest):
+    def setUp(self):
+        if not shutil.which('sway'):
+            if os.environ.get('CI'):
+                self.fail('sway is not installed')
+            self.skipTest('sway is not installed')
+        super().setUp()
+        root = self.workdir.name
+        self.runtime = os.path.join(root, 'runtime')
+        os.makedirs(self.runtime, mode=0o700)
+        try:
+            self.compositor = Compositor(self.runtime)
+        except unittest.SkipTest:
+            if os.environ.get('CI'):
+                raise AssertionError('the headless compositor did not start')
+            raise
+        self.wayland_env = {'XDG_RUNTIME_DIR': self.runtime, 'WAYLAND_DISPLAY': 'wayland-1'}
+        self.data = os.path.join(root, 'data')
+        self.flatpak = os.path.join(root, 'flatpak')
+        os.makedirs(os.path.join(self.data, 'applications'))
+        os.makedirs(self.flatpak)
+        # Notes is the user's own application; Maps comes from Flatpak.
+        with open(os.path.join(self.data, 'applications', 'org.example.Notes.desktop'), 'w') as f:
+            f.write('[Desktop Entry]\nType=Application\nName=Notes\nExec=notes\n')
+        self.deploy('org.example.Maps', 'c0ffee')
+        self.systemd, self.systemd_obj = self.spawn_server_template(
+            'systemd', {}, stdout=subprocess.DEVNULL, system_bus=False)
+        self.systemd_obj.AddMethod(MANAGER, 'ListUnits', '', 'a(ssssssouso)', 'ret = []',
+                                   dbus_interface=dbusmock.MOCK_IFACE)
+        self.apps = []
+
+    def tearDown(self):
+        for app in getattr(self, 'apps', []):
+            if app.process.poll() is None:
+                app.process.kill()
+                app.process.wait()
+        if hasattr(self, 'systemd'):
+            self.systemd.terminate()
+            self.systemd.wait()
+        if hasattr(self, 'compositor'):
+            self.compositor.stop()
+        super().tearDown()
+
+    def daemon_env(self):
+        return dict(self.wayland_env, XDG_DATA_HOME=self.data, XDG_DATA_DIRS=self.data,
+                    FLATPAK_USER_DIR=self.flatpak,
+                    FLATPAK_SYSTEM_DIR=os.path.join(self.workdir.name, 'no-system-flatpak'))
+
+    def daemon_args(self):
+        # The user shares analytics with developers: the session log holds every app's sessions.
+        config = os.path.join(self.workdir.name, 'config.json')
+        with open(config, 'w') as f:
+            f.write('{"consent": true}\n')
+        return ['--config', config]
+
+    def deploy(self, app_id, commit, remove=False):
+        """What flatpak leaves in an installation when it installs, updates or removes an app,
+        and the touch of .changed that ends each of its transactions."""
+        app = os.path.join(self.flatpak, 'app', app_id)
+        if remove:
+            shutil.rmtree(app)
+        else:
+            branch = os.path.join(app, 'x86_64', 'stable')
+            os.makedirs(os.path.join(branch, commit, 'export/share/applications'))
+            with open(os.path.join(branch, commit, 'deploy'), 'wb') as f:
+                f.write(b'flathub\0' + commit.encode() + b'\0')
+            with open(os.path.join(branch, commit, 'export/share/applications',
+                                   app_id + '.desktop'), 'w') as f:
+                f.write('[Desktop Entry]\nType=Application\nName=%s\nExec=x\n' % app_id)
+            if os.path.lexists(os.path.join(branch, 'active')):
+                os.unlink(os.path.join(branch, 'active'))
+            os.symlink(commit, os.path.join(branch, 'active'))
+            if not os.path.lexists(os.path.join(app, 'current')):
+                os.symlink('x86_64/stable', os.path.join(app, 'current'))
+        with open(os.path.join(self.flatpak, '.changed'), 'w'):
+            pass
+
+    def open_app(self, app_id):
+        app = App(self, app_id)
+        self.apps.append(app)
+        return app
+
+    def events(self):
+        """The event records: (bundle, state, duration) in the order written."""
+        path = self.state('records')
+        try:
+            with open(os.path.join(path, 'session_bundles.log')) as f:
+                bundles = {key: line.split('"')[1] for key, line in enumerate(f, 1)}
+            with open(os.path.join(path, 'session_events.log')) as f:
+                lines = f.read().split()
+        except FileNotFoundError:
+            return []
+        fields = [int(x) for x in lines]
+        return [(bundles[fields[i]], fields[i + 1], fields[i + 2])
+                for i in range(0, len(fields), 4)]
+
+    def test_windows_units_and_exits(self):
+        self.start_daemon()
+        self.assertIn('foreground: the compositor\'s toplevels (wlroots)', self.stderr())
+        self.assertIn('application units: the user manager\'s', self.stderr())
+        notes = self.open_app('org.example.Notes')
+        self.wait_for_value('appLaunchCount.org.example.Notes', 1)
+        self.assertEqual(self.value('appActivationCount.org.example.Notes'), 1)
+        time.sleep(1.1)
+        # Maps opens and takes the focus: Notes goes to the background, counting its time.
+        maps = self.open_app('org.example.Maps')
+        self.wait_for_value('appLaunchCount.org.example.Maps', 1)
+        wait_until(lambda: self.value('appActiveTime.org.example.Notes') is not None)
+        self.assertGreaterEqual(self.value('appActiveTime.org.example.Notes'), 1)
+        # Back to Notes: an activation, not a launch.
+        self.compositor.focus('org.example.Notes')
+        self.wait_for_value('appActivationCount.org.example.Notes', 2)
+        self.assertEqual(self.value('appLaunchCount.org.example.Notes'), 1)
+        # Maps closes its window but its process lives on in its scope: background. A second
+        # later it exits, and the exit of its process ends that background stretch.
+        maps.command('close w')
+        time.sleep(1.1)
+        maps.exit()
+        wait_until(lambda: (self.value('appBackgroundActiveTime.org.example.Maps') or 0) >= 1,
+                   what='the background time that ends at the exit')
+        notes.exit()
+        wait_until(lambda: [e for e in self.events() if e[0] == 'org.example.Notes'
+                            and e[1] == 8].__len__() == 2, what='two foreground stretches')
+        foreground = [(b, s) for b, s, _ in self.events()]
+        self.assertEqual(foreground.count(('org.example.Maps', 8)), 1)
+        self.assertEqual(self.stop_daemon(), 0)
+
+    def test_flatpak_installs_schedule_and_report(self):
+        os.makedirs(self.state('last-run'))
+        # The schedule's last run was six hours ago: it is due, and waits for the screen to
+        # sleep.
+        with open(self.state('last-run', 'com.veltro.session.schedule'), 'w') as f:
+            f.write('%d\n' % (time.time() - 6 * 3600))
+        self.start_daemon()
+        self.assertNotIn('scheduled session log', self.stderr())
+
+        self.deploy('org.example.Chat', 'a1')
+        wait_until(lambda: ('org.example.Chat', INSTALLED | COMMAND_LINE, 0) in self.events(),
+                   what='the install event')
+        self.deploy('org.example.Maps', 'c0ffee2')
+        wait_until(lambda: ('org.example.Maps', UPDATED | COMMAND_LINE, 0) in self.events(),
+                   what='the update event')
+        self.deploy('org.example.Chat', None, remove=True)
+        wait_until(lambda: ('org.example.Chat', UNINSTALLED, 0) in self.events(),
+                   what='the removal event')
+        # Installed again: a reinstall.
+        self.deploy('org.example.Chat', 'a2')
+        wait_until(lambda: ('org.example.Chat', INSTALLED | 0x4000 | COMMAND_LINE, 0)
+                   in self.events(), what='the reinstall event')
+
+        chat = self.open_app('org.example.Chat')
+        self.wait_for_value('appLaunchCount.org.example.Chat', 1)
+        chat.exit()
+        wait_until(lambda: ('org.example.Chat', 8) in [(b, s) for b, s, _ in self.events()])
+
+        # The screen sleeps: the scheduled session log is written.
+        self.mutter_obj.Set('org.gnome.Mutter.DisplayConfig', 'PowerSaveMode', dbus.Int32(3),
+                            dbus_interface=dbus.PROPERTIES_IFACE)
+        wait_until(lambda: 'scheduled session log' in self.stderr(), what='the scheduled log')
+        logs = wait_until(lambda: os.listdir(self.state('session-logs')), what='the session log')
+        with open(self.state('session-logs', logs[0])) as f:
+            self.assertIn('"org.example.Chat"', f.read())
+        with open(self.state('last-run', 'com.veltro.session.schedule')) as f:
+            self.assertGreater(int(f.read()), time.time() - 60)
+
+        # The daily report names the activated third-party app.
+        subprocess.run([TALLYD, 'notify', 'com.veltro.tallyd.tldaily.logging'], check=True)
+        activated = lambda: subprocess.run([TALLYD, 'activated', '--db', self.db], text=True,
+                                           capture_output=True).stdout
+        wait_until(lambda: 'org.example.Chat' in activated(), what='the activated-apps report')
+        self.assertEqual(self.stop_daemon(), 0)
+
+
+if __name__ == '__main__':
+    unittest.main(testRunner=unittest.TextTestRunner(stream=sys.stdout, verbosity=2))
