@@ -30,7 +30,7 @@ MANAGER = SYSTEMD + '.Manager'
 SCOPE = SYSTEMD + '.Scope'
 UNIT_PREFIX = '/org/freedesktop/systemd1/unit/'
 # Install event codes: the class, the update bit, the reinstall bit, and the command-line type.
-INSTALLED, UPDATED, UNINSTALLED, COMMAND_LINE = 0x10000, 0x18000, 0x20000, 3
+INSTALLED, UPDATED, UNINSTALLED, COMMAND_LINE = 0x10000, 0x18000, 0x20000, 0
 
 
 class Compositor:

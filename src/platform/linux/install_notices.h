@@ -12,17 +12,21 @@
 
 namespace tl::linuxdev {
 
-// The install type of a notice, the low byte of the module's install event code.
+// The install type of a notice, the low byte of the module's install event code; the session
+// log names them "storeDownload", "automaticUpdate" and "none".
 inline constexpr uint32_t kInstallTypeStoreFrontEnd = 1;     // a software centre's transaction
-inline constexpr uint32_t kInstallTypeUnattendedUpdate = 2;  // a transaction started by root
-inline constexpr uint32_t kInstallTypeCommandLine = 3;       // no transaction: flatpak, apt, apk
+inline constexpr uint32_t kInstallTypeUnattendedUpdate = 5;  // a transaction started by root
+inline constexpr uint32_t kInstallTypeCommandLine = 0;       // no transaction: flatpak, apt, apk
 
+// What the workspace observers hear of one application.
 struct InstallNotice {
-  enum class Kind { kInstalled, kUninstalled };
+  // In the order the observers hear them when one change gives several.
+  enum class Kind { kStarted, kInstalled, kUninstalled, kFailed, kCancelled };
   Kind kind = Kind::kInstalled;
   std::string appId;
   bool update = false;     // another version of it was installed
   bool reinstall = false;  // it was installed once before, then removed
+  uint32_t installType = kInstallTypeCommandLine;
   friend bool operator==(const InstallNotice&, const InstallNotice&) = default;
 };
 

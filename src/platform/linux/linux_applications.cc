@@ -5,12 +5,13 @@
 #include <sys/inotify.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
+#include <map>
 #include <sstream>
 
 #include "platform/linux/app_ids.h"
+#include "platform/linux/packagekit_watch.h"
 #include "platform/linux/pid_watch.h"
+#include "platform/linux/text_file.h"
 #include "platform/linux/user_units.h"
 #include "platform/linux/wlr_toplevels.h"
 
@@ -21,13 +22,6 @@ using namespace platform;
 namespace {
 
 constexpr char kEverInstalledFile[] = "/apps-installed";
-
-std::string ReadText(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 }  // namespace
 
@@ -111,8 +105,14 @@ LinuxApplications::LinuxApplications(EventLoop& loop, Queue& monitorQueue, Queue
       monitorQueue_(monitorQueue),
       answerQueue_(answerQueue),
       workspaceQueue_(workspaceQueue),
-      sources_(std::move(sources)) {
+      sources_(std::move(sources)),
+      transactions_(PackageFacts{
+          [this](const std::string& package) {
+            return packages_ ? packages_->appIdsOf(package) : std::vector<std::string>{};
+          },
+          [this](const std::string& appId) { return everInstalled_.count(appId) != 0; }}) {
   catalog_.replace(std::make_shared<const AppCatalog>());
+  previousCatalog_ = catalog();
 }
 
 LinuxApplications::~LinuxApplications() = default;
@@ -120,9 +120,8 @@ LinuxApplications::~LinuxApplications() = default;
 std::vector<std::string> LinuxApplications::start() {
   std::vector<std::string> findings;
   loadEverInstalled();
-  std::vector<FlatpakRef> refs;
   for (const FlatpakInstallation& installation : sources_.flatpak) {
-    for (FlatpakRef& ref : ReadFlatpakRefs(installation)) refs.push_back(std::move(ref));
+    for (FlatpakRef& ref : ReadFlatpakRefs(installation)) flatpakRefs_.push_back(std::move(ref));
     sd_event_source* source = nullptr;
     if (sd_event_add_inotify(loop_.event(), &source, installation.path.c_str(),
                              IN_CREATE | IN_MOVED_TO | IN_CLOSE_WRITE | IN_ATTRIB,
@@ -130,13 +129,15 @@ std::vector<std::string> LinuxApplications::start() {
       installationWatches_.emplace_back(source);
     }
   }
-  installed_ = FlatpakVersions(refs);
+  installed_ = FlatpakVersions(flatpakRefs_);
   for (const auto& [appId, version] : installed_) everInstalled_.insert(appId);
+  const std::string packages = startPackages();
   keepEverInstalled();
-  auto built = std::make_shared<const AppCatalog>(sources_.catalogSources(std::move(refs)));
-  findings.push_back("applications: " + std::to_string(built->size()) + " in the catalog, " +
-                     std::to_string(installed_.size()) + " from Flatpak");
-  catalog_.replace(std::move(built), [](auto&, auto&) { return false; });
+  rebuildCatalog();
+  findings.push_back("applications: " + std::to_string(catalog()->size()) + " in the catalog, " +
+                     std::to_string(installed_.size()) + " from Flatpak, " +
+                     std::to_string(packageApps_.size()) + " from packages");
+  findings.push_back(packages);
 
   pids_ = std::make_unique<PidWatch>(loop_,
                                      [this](int32_t pid) { report(states_.processExited(pid)); });
@@ -162,9 +163,42 @@ std::vector<std::string> LinuxApplications::start() {
   return findings;
 }
 
+std::string LinuxApplications::startPackages() {
+  std::string line = "packages: ";
+  packages_ = PackageDatabase::Find(sources_.dpkgAdminDir, sources_.apkInstalled);
+  if (packages_) {
+    packages_->read();
+    packageApps_ = packages_->appVersions();
+    for (const auto& [appId, version] : packageApps_) everInstalled_.insert(appId);
+    sd_event_source* source = nullptr;
+    if (sd_event_add_inotify(loop_.event(), &source, packages_->directory().c_str(),
+                             IN_CLOSE_WRITE | IN_MOVED_TO, OnPackageDatabaseChanged, this) >= 0) {
+      packageWatch_.reset(source);
+    }
+    line += packages_->format() == PackageDatabase::Format::kDpkg ? "the dpkg database"
+                                                                  : "the apk database";
+  } else {
+    line += "no package database";
+  }
+  packageKit_ = std::make_unique<PackageKitWatch>(
+      sources_.systemBus,
+      PackageKitEvents{
+          [this](const std::string& path, uint32_t role, uint32_t uid, uint64_t flags) {
+            transactions_.created(path, role, uid, flags);
+          },
+          [this](const std::string& path, uint32_t info, const std::string& id) {
+            notify(transactions_.package(path, info, id));
+          },
+          [this](const std::string& path, uint32_t exit) { transactionFinished(path, exit); },
+          [this](const std::string& path) { transactions_.destroyed(path); }});
+  if (packageKit_->start()) line += ", transactions of PackageKit";
+  return line;
+}
+
 void LinuxApplications::refresh() {
   if (units_) units_->refresh();
   installationsChanged();
+  packagesChanged();
 }
 
 void LinuxApplications::watchPids(const AppUnit& unit) {
@@ -207,27 +241,89 @@ void LinuxApplications::installationsChanged() {
   if (now == installed_) return;
   const std::vector<InstallNotice> notices = DiffInstalled(installed_, now, &everInstalled_);
   installed_ = std::move(now);
+  flatpakRefs_ = std::move(refs);
   keepEverInstalled();
-  auto before = catalog();
-  auto after = std::make_shared<const AppCatalog>(sources_.catalogSources(std::move(refs)));
-  catalog_.replace(after, [](auto&, auto&) { return false; });
-  notify(notices, *before, *after);
+  rebuildCatalog();
+  notify(notices);
 }
 
-void LinuxApplications::notify(const std::vector<InstallNotice>& notices, const AppCatalog& before,
-                               const AppCatalog& after) {
-  std::vector<ProxyRef> installed, uninstalled;
+std::vector<InstallNotice> LinuxApplications::readPackages() {
+  if (!packages_ || !packages_->read()) return {};
+  // A transaction's packages first, while everInstalled still says what was there before.
+  std::vector<InstallNotice> notices = transactions_.databaseChanged();
+  InstalledVersions now = packages_->appVersions();
+  for (InstallNotice& notice : DiffInstalled(packageApps_, now, &everInstalled_)) {
+    if (!transactions_.claims(notice.appId)) notices.push_back(std::move(notice));
+  }
+  packageApps_ = std::move(now);
+  keepEverInstalled();
+  rebuildCatalog();
+  return notices;
+}
+
+void LinuxApplications::packagesChanged() { notify(readPackages()); }
+
+void LinuxApplications::transactionFinished(const std::string& path, uint32_t exit) {
+  // What it changed is read before the transaction is forgotten, so that it tells its own.
+  std::vector<InstallNotice> notices = readPackages();
+  for (InstallNotice& notice : transactions_.finished(path, exit)) {
+    notices.push_back(std::move(notice));
+  }
+  notify(notices);
+}
+
+int LinuxApplications::OnPackageDatabaseChanged(sd_event_source*, const inotify_event* event,
+                                                void* self) {
+  auto& owner = *static_cast<LinuxApplications*>(self);
+  if (event->len == 0 || owner.packages_->fileName() != event->name) return 0;
+  // dpkg rewrites its status after every step of a run: read once the writes have settled.
+  constexpr uint64_t kSettle = 1'000'000;
+  if (owner.packagesSettle_) {
+    sd_event_source_set_time_relative(owner.packagesSettle_.get(), kSettle);
+    sd_event_source_set_enabled(owner.packagesSettle_.get(), SD_EVENT_ONESHOT);
+    return 0;
+  }
+  sd_event_source* source = nullptr;
+  if (sd_event_add_time_relative(owner.loop_.event(), &source, CLOCK_MONOTONIC, kSettle, 100'000,
+                                 OnPackagesSettled, self) >= 0) {
+    owner.packagesSettle_.reset(source);
+  }
+  return 0;
+}
+
+int LinuxApplications::OnPackagesSettled(sd_event_source*, uint64_t, void* self) {
+  static_cast<LinuxApplications*>(self)->packagesChanged();
+  return 0;
+}
+
+std::shared_ptr<const AppCatalog> LinuxApplications::rebuildCatalog() {
+  CatalogSources sources = sources_.catalogSources(flatpakRefs_);
+  if (!sources.packageVersion && packages_) {
+    sources.packageVersion = [&database = *packages_](const std::string& path) {
+      return database.versionOfApp(AppIdOfDesktopPath(path));
+    };
+  }
+  previousCatalog_ = catalog();
+  catalog_.replace(std::make_shared<const AppCatalog>(sources), [](auto&, auto&) { return false; });
+  return previousCatalog_;
+}
+
+void LinuxApplications::notify(const std::vector<InstallNotice>& notices) {
+  if (notices.empty()) return;
+  using Kind = InstallNotice::Kind;
+  const auto now = catalog();
+  std::map<Kind, std::vector<ProxyRef>> proxies;
   for (const InstallNotice& notice : notices) {
-    const bool gone = notice.kind == InstallNotice::Kind::kUninstalled;
-    // A removed application is described as it was installed.
-    ProxyRef known = (gone ? before : after).find(notice.appId);
+    const bool gone = notice.kind == Kind::kUninstalled;
+    ProxyRef known = (gone ? previousCatalog_ : now)->find(notice.appId);
+    if (!known) known = (gone ? now : previousCatalog_)->find(notice.appId);
     auto proxy = known ? std::make_shared<RSApplicationProxy>(*known)
                        : std::make_shared<RSApplicationProxy>();
     proxy->bundleIdentifier = notice.appId;
-    proxy->originalInstallType = proxy->installType = kInstallTypeCommandLine;
+    proxy->originalInstallType = proxy->installType = notice.installType;
     proxy->isAppUpdate = notice.update;
     proxy->isPurchasedReDownload = notice.reinstall;
-    (gone ? uninstalled : installed).push_back(std::move(proxy));
+    proxies[notice.kind].push_back(std::move(proxy));
   }
   std::vector<WorkspaceObserver*> observers;
   {
@@ -235,14 +331,31 @@ void LinuxApplications::notify(const std::vector<InstallNotice>& notices, const 
     observers = observers_;
   }
   for (WorkspaceObserver* observer : observers) {
-    workspaceQueue_.async([this, observer, installed, uninstalled] {
+    workspaceQueue_.async([this, observer, proxies] {
       // The observer may have gone since: only a registered one hears the notice.
       {
         std::lock_guard lock(mutex_);
         if (std::find(observers_.begin(), observers_.end(), observer) == observers_.end()) return;
       }
-      if (!installed.empty()) observer->applicationsDidInstall(installed);
-      if (!uninstalled.empty()) observer->applicationsDidUninstall(uninstalled);
+      for (const auto& [kind, list] : proxies) {
+        switch (kind) {
+          case Kind::kInstalled:
+            observer->applicationsDidInstall(list);
+            break;
+          case Kind::kUninstalled:
+            observer->applicationsDidUninstall(list);
+            break;
+          case Kind::kStarted:
+            observer->applicationInstallsDidStart(list);
+            break;
+          case Kind::kFailed:
+            observer->applicationsDidFailToInstall(list);
+            break;
+          case Kind::kCancelled:
+            observer->applicationInstallsDidCancel(list);
+            break;
+        }
+      }
     });
   }
 }
@@ -255,14 +368,9 @@ void LinuxApplications::loadEverInstalled() {
 }
 
 void LinuxApplications::keepEverInstalled() const {
-  const std::string path = sources_.stateDirectory + kEverInstalledFile;
-  {
-    std::ofstream out(path + ".new", std::ios::trunc);
-    for (const std::string& appId : everInstalled_) out << appId << '\n';
-    if (!out.flush()) return;
-  }
-  std::error_code error;
-  std::filesystem::rename(path + ".new", path, error);
+  std::string text;
+  for (const std::string& appId : everInstalled_) text += appId + '\n';
+  ReplaceText(sources_.stateDirectory + kEverInstalledFile, text);
 }
 
 std::unique_ptr<ApplicationStateMonitor> LinuxApplications::createStateMonitor() {

@@ -16,20 +16,26 @@
 #include "platform/linux/event_loop.h"
 #include "platform/linux/guarded.h"
 #include "platform/linux/install_notices.h"
+#include "platform/linux/package_database.h"
+#include "platform/linux/package_transactions.h"
 
 namespace tl::linuxdev {
 
+class PackageKitWatch;
 class PidWatch;
 class UserUnits;
 class WlrToplevels;
 
 struct ApplicationSources {
   sd_bus* sessionBus = nullptr;
+  sd_bus* systemBus = nullptr;
   std::string sysRoot = "/sys";
   std::string procRoot = "/proc";
   std::string stateDirectory;  // where the applications seen installed are kept
   std::vector<FlatpakInstallation> flatpak = DefaultFlatpakInstallations();
   std::function<CatalogSources(std::vector<FlatpakRef>)> catalogSources = DefaultCatalogSources;
+  std::string dpkgAdminDir = DefaultDpkgAdminDir();
+  std::string apkInstalled = "/lib/apk/db/installed";
 };
 
 class LinuxApplications : public platform::Applications {
@@ -40,8 +46,9 @@ class LinuxApplications : public platform::Applications {
                     platform::Queue& workspaceQueue, ApplicationSources sources);
   ~LinuxApplications() override;
 
-  // Connects to the compositor and the user manager and reads the installations (blocking,
-  // before the loop runs); one line per source, as the daemon reports them.
+  // Connects to the compositor, the user manager and the software-management service and reads
+  // the installations (blocking, before the loop runs); one line per source, as the daemon
+  // reports them.
   std::vector<std::string> start();
   // Re-reads what may change unannounced: units' processes, the installations, a compositor
   // that was not there at start.
@@ -60,13 +67,24 @@ class LinuxApplications : public platform::Applications {
 
   void report(const std::vector<AppStateChange>& changes);
   void watchPids(const AppUnit& unit);
+  std::string startPackages();
   void installationsChanged();
-  void notify(const std::vector<InstallNotice>& notices, const AppCatalog& before,
-              const AppCatalog& after);
+  // Re-reads the package database; the notices of what changed outside any transaction.
+  std::vector<InstallNotice> readPackages();
+  void packagesChanged();
+  void transactionFinished(const std::string& path, uint32_t exit);
+  // Builds the catalog anew; the one it replaced.
+  std::shared_ptr<const AppCatalog> rebuildCatalog();
+  // An uninstalled app is described as it was while installed: by the catalog before the last
+  // rebuild, if that knew it.
+  void notify(const std::vector<InstallNotice>& notices);
   std::shared_ptr<const AppCatalog> catalog() const;
   void loadEverInstalled();
   void keepEverInstalled() const;
   static int OnInstallationChanged(sd_event_source*, const struct inotify_event* event, void* self);
+  static int OnPackageDatabaseChanged(sd_event_source*, const struct inotify_event* event,
+                                      void* self);
+  static int OnPackagesSettled(sd_event_source*, uint64_t, void* self);
 
   EventLoop& loop_;
   platform::Queue& monitorQueue_;
@@ -75,7 +93,8 @@ class LinuxApplications : public platform::Applications {
   ApplicationSources sources_;
 
   Guarded<std::shared_ptr<const AppCatalog>> catalog_;
-  std::mutex mutex_;  // guards monitors_ and observers_
+  std::shared_ptr<const AppCatalog> previousCatalog_;  // on the loop thread
+  std::mutex mutex_;                                   // guards monitors_ and observers_
   std::vector<std::shared_ptr<MonitorCell>> monitors_;
   std::vector<platform::WorkspaceObserver*> observers_;
 
@@ -85,8 +104,15 @@ class LinuxApplications : public platform::Applications {
   std::unique_ptr<UserUnits> units_;
   std::unique_ptr<WlrToplevels> toplevels_;
   std::vector<std::unique_ptr<sd_event_source, EventSourceDeleter>> installationWatches_;
-  InstalledVersions installed_;
+  std::vector<FlatpakRef> flatpakRefs_;
+  InstalledVersions installed_;  // Flatpak's
   std::set<std::string> everInstalled_;
+  std::optional<PackageDatabase> packages_;
+  InstalledVersions packageApps_;  // the package database's
+  PackageTransactions transactions_;
+  std::unique_ptr<PackageKitWatch> packageKit_;
+  std::unique_ptr<sd_event_source, EventSourceDeleter> packageWatch_;
+  std::unique_ptr<sd_event_source, EventSourceDeleter> packagesSettle_;
 };
 
 }  // namespace tl::linuxdev

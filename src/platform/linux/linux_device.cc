@@ -3,8 +3,6 @@
 #include "platform/linux/linux_device.h"
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 
 #include "platform/device_paths.h"
 #include "platform/linux/backlight_source.h"
@@ -27,6 +25,7 @@
 #include "platform/linux/power_profiles.h"
 #include "platform/linux/state_paths.h"
 #include "platform/linux/sysfs.h"
+#include "platform/linux/text_file.h"
 #include "platform/linux/thermal_zones.h"
 #include "platform/linux/uevent_monitor.h"
 #include "platform/posix_file_system.h"
@@ -36,13 +35,6 @@ namespace tl::linuxdev {
 using namespace platform;
 
 namespace {
-
-std::string ReadText(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 uint64_t Microseconds(double seconds) {
   return static_cast<uint64_t>(std::clamp(seconds, 1.0, 1e9) * 1e6);
@@ -86,9 +78,10 @@ struct LinuxDevice::Parts {
       dispatch.createSerialQueue("tallyd.workspace", QualityOfService::kUtility);
   std::unique_ptr<SerialQueue> activityQueue =
       dispatch.createSerialQueue("tallyd.activity", QualityOfService::kUtility);
-  LinuxApplications applications{loop, *appStateQueue, *systemQueue, *workspaceQueue,
-                                 ApplicationSources{sessionBus.get(), options.sysRoot,
-                                                    options.procRoot, options.stateDirectory}};
+  LinuxApplications applications{
+      loop, *appStateQueue, *systemQueue, *workspaceQueue,
+      ApplicationSources{sessionBus.get(), systemBus.get(), options.sysRoot, options.procRoot,
+                         options.stateDirectory}};
   // Without a backlight the screen counts as on, as it does for the power side.
   LinuxActivities activities{loop, *activityQueue, options.stateDirectory + "/last-run",
                              [this] { return backlight.screenAsleep(); },
