@@ -1,9 +1,14 @@
 // The application side's pure parts: the run-state machine on event sequences, application IDs
-// from unit names and cgroups, and install notices from installed versions.
+// from unit names, cgroups and Flatpak instances, and install notices from installed versions.
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 
 #include "platform/linux/app_ids.h"
 #include "platform/linux/app_run_states.h"
+#include "platform/linux/flatpak_instances.h"
 #include "platform/linux/install_notices.h"
 #include "platform/linux/linux_activities.h"
 
@@ -87,6 +92,28 @@ TEST(AppIdsTest, UnitNamesCgroupsAndFlatpakInfo) {
   EXPECT_EQ(AppIdFromFlatpakInfo("[Application]\nname=org.gnome.Maps\nruntime=x\n"),
             "org.gnome.Maps");
   EXPECT_EQ(AppIdFromFlatpakInfo("not a key file"), std::nullopt);
+}
+
+TEST(FlatpakInstanceTest, NeedsTheInfoAndAChildPid) {
+  const std::filesystem::path dir =
+      std::filesystem::temp_directory_path() / ("instance-" + std::to_string(getpid()));
+  std::filesystem::create_directories(dir);
+  auto write = [&](const char* name, const std::string& text) {
+    std::ofstream(dir / name, std::ios::trunc) << text;
+  };
+  write("info", "[Application]\nname=org.gnome.Maps\n");
+  EXPECT_FALSE(ReadFlatpakInstance(dir));  // bwrap has not written its info yet
+  for (const char* bad : {"{\"child-pid\": ", "[12]", "{\"child-pid\": \"12\"}",
+                          "{\"child-pid\": -1}", "{\"child-pid\": 4294967296}"}) {
+    write("bwrapinfo.json", bad);
+    EXPECT_FALSE(ReadFlatpakInstance(dir)) << bad;
+  }
+  write("bwrapinfo.json", "{\n    \"child-pid\": 4711,\n    \"net-namespace\": 40265\n}\n");
+  const auto instance = ReadFlatpakInstance(dir);
+  ASSERT_TRUE(instance);
+  EXPECT_EQ(instance->appId, "org.gnome.Maps");
+  EXPECT_EQ(instance->pid, 4711);
+  std::filesystem::remove_all(dir);
 }
 
 TEST(InstallNoticesTest, InstallUpdateReinstallAndRemoval) {

@@ -260,6 +260,23 @@ class AppsTest(DaemonTest):
         chat = self.open_app('org.example.Chat')
         self.wait_for_value('appLaunchCount.org.example.Chat', 1)
         chat.exit()
+
+        # A sandbox of Maps, with neither unit nor window: running in the background until its
+        # process exits. It is the first since boot, so flatpak creates .flatpak for it.
+        sandbox = subprocess.Popen(['sleep', '60'])
+        self.addCleanup(sandbox.kill)
+        instance = os.path.join(self.runtime, '.flatpak', '2048')
+        os.makedirs(instance)
+        with open(os.path.join(instance, 'info'), 'w') as f:
+            f.write('[Application]\nname=org.example.Maps\n\n[Instance]\ninstance-id=2048\n')
+        with open(os.path.join(instance, 'bwrapinfo.json'), 'w') as f:
+            f.write('{\n    "child-pid": %d,\n    "ipc-namespace": 4026532\n}\n' % sandbox.pid)
+        self.wait_for_value('appLaunchBackgroundCount.org.example.Maps', 1)
+        time.sleep(1.1)
+        sandbox.kill()
+        sandbox.wait()
+        wait_until(lambda: (self.value('appBackgroundActiveTime.org.example.Maps') or 0) >= 1,
+                   what='the sandbox\'s background time')
         wait_until(lambda: ('org.example.Chat', 8) in [(b, s) for b, s, _ in self.events()])
 
         # The screen sleeps: the scheduled session log is written.

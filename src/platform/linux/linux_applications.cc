@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "platform/linux/app_ids.h"
+#include "platform/linux/flatpak_instances.h"
 #include "platform/linux/packagekit_watch.h"
 #include "platform/linux/pid_watch.h"
 #include "platform/linux/text_file.h"
@@ -141,15 +142,20 @@ std::vector<std::string> LinuxApplications::start() {
 
   pids_ = std::make_unique<PidWatch>(loop_,
                                      [this](int32_t pid) { report(states_.processExited(pid)); });
-  units_ = std::make_unique<UserUnits>(
-      sources_.sessionBus, sources_.sysRoot + "/fs/cgroup",
-      [this](const std::string& name, const AppUnit& unit) {
-        watchPids(unit);
-        report(states_.unit(name, unit));
-      },
-      [this](const std::string& name) { report(states_.unitGone(name)); });
+  auto unitChanged = [this](const std::string& name, const AppUnit& unit) {
+    watchPids(unit);
+    report(states_.unit(name, unit));
+  };
+  auto unitGone = [this](const std::string& name) { report(states_.unitGone(name)); };
+  units_ = std::make_unique<UserUnits>(sources_.sessionBus, sources_.sysRoot + "/fs/cgroup",
+                                       unitChanged, unitGone);
   findings.push_back(units_->start() ? "application units: the user manager's"
                                      : "application units: no user manager");
+  // A sandbox is the application's unit where no user manager runs it in one.
+  instances_ = std::make_unique<FlatpakInstances>(loop_, sources_.flatpakInstancesDir,
+                                                  sources_.procRoot, unitChanged, unitGone);
+  findings.push_back(instances_->start() ? "flatpak instances: watched"
+                                         : "flatpak instances: none yet");
 
   ToplevelEvents events{[this](uint64_t handle, Toplevel toplevel) {
                           toplevel.appId = catalog()->resolve(toplevel.appId);
@@ -197,6 +203,7 @@ std::string LinuxApplications::startPackages() {
 
 void LinuxApplications::refresh() {
   if (units_) units_->refresh();
+  if (instances_) instances_->refresh();
   installationsChanged();
   packagesChanged();
 }

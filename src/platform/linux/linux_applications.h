@@ -14,6 +14,7 @@
 #include "platform/linux/app_run_states.h"
 #include "platform/linux/bus.h"
 #include "platform/linux/event_loop.h"
+#include "platform/linux/flatpak_instances.h"
 #include "platform/linux/guarded.h"
 #include "platform/linux/install_notices.h"
 #include "platform/linux/package_database.h"
@@ -21,6 +22,7 @@
 
 namespace tl::linuxdev {
 
+class FlatpakInstances;
 class PackageKitWatch;
 class PidWatch;
 class UserUnits;
@@ -36,6 +38,7 @@ struct ApplicationSources {
   std::function<CatalogSources(std::vector<FlatpakRef>)> catalogSources = DefaultCatalogSources;
   std::string dpkgAdminDir = DefaultDpkgAdminDir();
   std::string apkInstalled = "/lib/apk/db/installed";
+  std::string flatpakInstancesDir = DefaultFlatpakInstancesDir();
 };
 
 class LinuxApplications : public platform::Applications {
@@ -102,6 +105,7 @@ class LinuxApplications : public platform::Applications {
   AppRunStates states_;
   std::unique_ptr<PidWatch> pids_;
   std::unique_ptr<UserUnits> units_;
+  std::unique_ptr<FlatpakInstances> instances_;
   std::unique_ptr<WlrToplevels> toplevels_;
   std::vector<std::unique_ptr<sd_event_source, EventSourceDeleter>> installationWatches_;
   std::vector<FlatpakRef> flatpakRefs_;
