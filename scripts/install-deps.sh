@@ -9,13 +9,13 @@ packages=(g++ cmake make binutils googletest libgtest-dev libgmock-dev libbenchm
           libsqlite3-dev libssl-dev nlohmann-json3-dev libhowardhinnant-date-dev tzdata valgrind
           clang-format clang-tidy pkg-config libsystemd-dev
           # the Linux device's application side: Wayland window lists, key files, AppStream
-          libwayland-dev wayland-protocols libglib2.0-dev libappstream-dev
+          libwayland-dev wayland-protocols libglib2.0-dev libappstream-dev libxcb1-dev
           # the fuzz build: clang with libFuzzer and the sanitizers' runtimes
           clang libclang-rt-14-dev
           # the Linux daemon's tests: fake hardware and fake system services on private buses
           umockdev gir1.2-umockdev-1.0 python3-gi python3-dbus python3-dbusmock dbus
-          # ... and a headless wlroots compositor whose windows the tests open
-          sway)
+          # ... and a headless wlroots compositor and an X server whose windows the tests open
+          sway xvfb)
 command -v npm >/dev/null || packages+=(npm)
 [ "${1:-}" = "--browser" ] && packages+=(chromium)
 missing=()

@@ -297,5 +297,74 @@ class AppsTest(DaemonTest):
         self.assertEqual(self.stop_daemon(), 0)
 
 
+class X11Test(DaemonTest):
+    """An X11 session: Xvfb, and a client that opens windows and keeps the window manager's
+    root properties."""
+
+    def setUp(self):
+        if not shutil.which('Xvfb'):
+            if os.environ.get('CI'):
+                self.fail('Xvfb is not installed')
+            self.skipTest('Xvfb is not installed')
+        super().setUp()
+        read, write = os.pipe()
+        self.xvfb = subprocess.Popen(['Xvfb', '-displayfd', str(write), '-nolisten', 'tcp'],
+                                     pass_fds=[write], stdout=subprocess.DEVNULL,
+                                     stderr=subprocess.DEVNULL)
+        self.addCleanup(self.xvfb.wait)
+        self.addCleanup(self.xvfb.terminate)
+        os.close(write)
+        with os.fdopen(read) as f:
+            self.display = ':' + f.readline().strip()
+        self.data = os.path.join(self.workdir.name, 'data')
+        os.makedirs(os.path.join(self.data, 'applications'))
+        # Notes' windows carry a class of their own, which its entry names.
+        with open(os.path.join(self.data, 'applications', 'org.example.Notes.desktop'), 'w') as f:
+            f.write('[Desktop Entry]\nType=Application\nName=Notes\nExec=notes\n'
+                    'StartupWMClass=NotesWindow\n')
+        with open(os.path.join(self.data, 'applications', 'org.example.Chat.desktop'), 'w') as f:
+            f.write('[Desktop Entry]\nType=Application\nName=Chat\nExec=chat\n')
+        self.client = subprocess.Popen([os.environ.get('X11_CLIENT', 'x11_client')],
+                                       env=dict(os.environ, DISPLAY=self.display), text=True,
+                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.addCleanup(self.client.wait)
+        self.addCleanup(self.client.kill)
+
+    def daemon_env(self):
+        runtime = os.path.join(self.workdir.name, 'runtime')
+        os.makedirs(runtime, mode=0o700, exist_ok=True)
+        return dict(DISPLAY=self.display, WAYLAND_DISPLAY='', XDG_RUNTIME_DIR=runtime,
+                    XDG_DATA_HOME=self.data, XDG_DATA_DIRS=self.data,
+                    FLATPAK_USER_DIR=os.path.join(self.workdir.name, 'no-flatpak'),
+                    FLATPAK_SYSTEM_DIR=os.path.join(self.workdir.name, 'no-flatpak'))
+
+    def command(self, line):
+        self.client.stdin.write(line + '\n')
+        self.client.stdin.flush()
+        self.assertEqual(self.client.stdout.readline().strip(), 'ok')
+
+    def test_x11_active_window(self):
+        self.start_daemon()
+        self.assertIn('foreground: the X11 window manager\'s active window', self.stderr())
+        # The window class resolves through the entry's StartupWMClass; Chat's GTK application
+        # ID names it directly.
+        self.command('open notes NotesWindow')
+        self.wait_for_value('appLaunchCount.org.example.Notes', 1)
+        time.sleep(1.1)
+        self.command('open chat Chat-app org.example.Chat')
+        self.wait_for_value('appLaunchCount.org.example.Chat', 1)
+        wait_until(lambda: (self.value('appActiveTime.org.example.Notes') or 0) >= 1,
+                   what='Notes\' foreground time')
+        self.command('focus notes')
+        self.wait_for_value('appActivationCount.org.example.Notes', 2)
+        self.assertEqual(self.value('appLaunchCount.org.example.Notes'), 1)
+        self.assertEqual(self.value('appActivationCount.org.example.Chat'), 1)
+        # Chat's window closes: it is gone, its foreground time counted.
+        self.command('close chat')
+        wait_until(lambda: self.value('appActiveTime.org.example.Chat') is not None,
+                   what='Chat\'s foreground time')
+        self.assertEqual(self.stop_daemon(), 0)
+
+
 if __name__ == '__main__':
     unittest.main(testRunner=unittest.TextTestRunner(stream=sys.stdout, verbosity=2))

@@ -5,6 +5,7 @@
 #include <sys/inotify.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <sstream>
 
@@ -15,6 +16,7 @@
 #include "platform/linux/text_file.h"
 #include "platform/linux/user_units.h"
 #include "platform/linux/wlr_toplevels.h"
+#include "platform/linux/x11_windows.h"
 
 namespace tl::linuxdev {
 
@@ -157,16 +159,27 @@ std::vector<std::string> LinuxApplications::start() {
   findings.push_back(instances_->start() ? "flatpak instances: watched"
                                          : "flatpak instances: none yet");
 
+  findings.push_back(startForeground());
+  return findings;
+}
+
+std::string LinuxApplications::startForeground() {
   ToplevelEvents events{[this](uint64_t handle, Toplevel toplevel) {
                           toplevel.appId = catalog()->resolve(toplevel.appId);
                           report(states_.toplevel(handle, std::move(toplevel)));
                         },
                         [this](uint64_t handle) { report(states_.toplevelClosed(handle)); },
                         [this] { report(states_.toplevelsGone()); }};
-  toplevels_ = std::make_unique<WlrToplevels>(loop_, std::move(events));
-  findings.push_back(toplevels_->start() ? "foreground: the compositor's toplevels (wlroots)"
-                                         : "foreground: not published");
-  return findings;
+  foreground_ = std::make_unique<WlrToplevels>(loop_, events);
+  if (foreground_->start()) return "foreground: the compositor's toplevels (wlroots)";
+  // Under Wayland, X11's root properties list only XWayland's windows.
+  const char* wayland = std::getenv("WAYLAND_DISPLAY");
+  if (!wayland || !*wayland) {
+    foreground_ = std::make_unique<X11Windows>(loop_, events);
+    if (foreground_->start()) return "foreground: the X11 window manager's active window";
+  }
+  foreground_.reset();
+  return "foreground: not published";
 }
 
 std::string LinuxApplications::startPackages() {
@@ -202,6 +215,7 @@ std::string LinuxApplications::startPackages() {
 }
 
 void LinuxApplications::refresh() {
+  if (!foreground_ || !foreground_->connected()) startForeground();
   if (units_) units_->refresh();
   if (instances_) instances_->refresh();
   installationsChanged();

@@ -25,8 +25,8 @@ namespace tl::linuxdev {
 class FlatpakInstances;
 class PackageKitWatch;
 class PidWatch;
+class ToplevelSource;
 class UserUnits;
-class WlrToplevels;
 
 struct ApplicationSources {
   sd_bus* sessionBus = nullptr;
@@ -71,6 +71,9 @@ class LinuxApplications : public platform::Applications {
   void report(const std::vector<AppStateChange>& changes);
   void watchPids(const AppUnit& unit);
   std::string startPackages();
+  // Connects to the session's window list, the first of: a wlroots compositor's, KDE's, the X11
+  // window manager's; the daemon's line that says which.
+  std::string startForeground();
   void installationsChanged();
   // Re-reads the package database; the notices of what changed outside any transaction.
   std::vector<InstallNotice> readPackages();
@@ -106,7 +109,7 @@ class LinuxApplications : public platform::Applications {
   std::unique_ptr<PidWatch> pids_;
   std::unique_ptr<UserUnits> units_;
   std::unique_ptr<FlatpakInstances> instances_;
-  std::unique_ptr<WlrToplevels> toplevels_;
+  std::unique_ptr<ToplevelSource> foreground_;
   std::vector<std::unique_ptr<sd_event_source, EventSourceDeleter>> installationWatches_;
   std::vector<FlatpakRef> flatpakRefs_;
   InstalledVersions installed_;  // Flatpak's

@@ -1,4 +1,5 @@
-// ToplevelEvents: what a compositor source reports of its windows, whichever protocol it reads.
+// ToplevelEvents: what a compositor source reports of its windows, whichever protocol it reads;
+// ToplevelSource: such a source.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +15,16 @@ struct ToplevelEvents {
   std::function<void(uint64_t handle)> closed;
   // The compositor went away, with every window it listed.
   std::function<void()> gone;
+};
+
+class ToplevelSource {
+ public:
+  virtual ~ToplevelSource() = default;
+  // Connects and reads the present windows (blocking, before the loop runs or on the loop
+  // thread); false when the session offers no window list of this kind.
+  virtual bool start() = 0;
+  // Whether it is still connected: false after its compositor or server went away.
+  virtual bool connected() const = 0;
 };
 
 }  // namespace tl::linuxdev

@@ -17,16 +17,17 @@ struct zwlr_foreign_toplevel_handle_v1;
 
 namespace tl::linuxdev {
 
-class WlrToplevels {
+class WlrToplevels : public ToplevelSource {
  public:
   WlrToplevels(EventLoop& loop, ToplevelEvents events);
-  ~WlrToplevels();
+  ~WlrToplevels() override;
   WlrToplevels(const WlrToplevels&) = delete;
   WlrToplevels& operator=(const WlrToplevels&) = delete;
 
   // Connects to $WAYLAND_DISPLAY and reads the present windows (blocking, before the loop
   // runs). false when there is no compositor or it does not offer the protocol.
-  bool start();
+  bool start() override;
+  bool connected() const override { return display_ != nullptr; }
 
  private:
   struct Handle {
