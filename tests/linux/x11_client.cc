@@ -78,7 +78,7 @@ int main() {
       std::erase(order, window);
       windows.erase(name);
       SetWindows(clientList, order);
-      SetWindows(active, {order.empty() ? XCB_WINDOW_NONE : order.back()});
+      SetWindows(active, {order.empty() ? xcb_window_t{XCB_WINDOW_NONE} : order.back()});
       xcb_destroy_window(connection, window);
     }
     // A round trip: the server has applied everything before the answer.
