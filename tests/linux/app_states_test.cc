@@ -61,10 +61,12 @@ TEST(AppRunStatesTest, AWindowThatChangesItsAppIdMovesBetweenApps) {
             (Changes{{"org.example.Game", 7, kStateForegroundRunning},
                      {"org.example.Splash", -1, kStateTerminated}}));
   // An unreadable cgroup leaves a unit running on its state alone; an inactive unit is gone.
-  EXPECT_EQ(states.unit("app-org.example.Sync@1.service", {"org.example.Sync", true, false, false}),
-            (Changes{{"org.example.Sync", -1, kStateBackgroundRunning}}));
-  EXPECT_EQ(states.unit("app-org.example.Sync@1.service", {"org.example.Sync", false, false, true}),
-            (Changes{{"org.example.Sync", -1, kStateTerminated}}));
+  EXPECT_EQ(
+      states.unit("app-org.example.Sync@1.service", {"org.example.Sync", true, false, false, {}}),
+      (Changes{{"org.example.Sync", -1, kStateBackgroundRunning}}));
+  EXPECT_EQ(
+      states.unit("app-org.example.Sync@1.service", {"org.example.Sync", false, false, true, {}}),
+      (Changes{{"org.example.Sync", -1, kStateTerminated}}));
   // The dictionary carries a pid only when one is known.
   EXPECT_EQ(StateInfo({"org.example.Game", 7, kStateForegroundRunning}),
             (platform::Dictionary{{"bundle", "org.example.Game"}, {"pid", 7}, {"state", 8}}));

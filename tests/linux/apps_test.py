@@ -297,7 +297,77 @@ class AppsTest(DaemonTest):
         self.assertEqual(self.stop_daemon(), 0)
 
 
-class X11Test(DaemonTest):
+class WindowListTest(DaemonTest):
+    """What the window-list cases share: Notes, whose windows carry a class of their own that
+    its entry names, and Chat, and the apps' foreground counts as they open and switch."""
+
+    def setUp(self):
+        super().setUp()
+        self.data = os.path.join(self.workdir.name, 'data')
+        self.runtime = os.path.join(self.workdir.name, 'runtime')
+        os.makedirs(self.runtime, mode=0o700)
+        os.makedirs(os.path.join(self.data, 'applications'))
+        with open(os.path.join(self.data, 'applications', 'org.example.Notes.desktop'), 'w') as f:
+            f.write('[Desktop Entry]\nType=Application\nName=Notes\nExec=notes\n'
+                    'StartupWMClass=NotesWindow\n')
+        with open(os.path.join(self.data, 'applications', 'org.example.Chat.desktop'), 'w') as f:
+            f.write('[Desktop Entry]\nType=Application\nName=Chat\nExec=chat\n')
+
+    def daemon_env(self):
+        return dict(XDG_RUNTIME_DIR=self.runtime, XDG_DATA_HOME=self.data, XDG_DATA_DIRS=self.data,
+                    FLATPAK_USER_DIR=os.path.join(self.workdir.name, 'no-flatpak'),
+                    FLATPAK_SYSTEM_DIR=os.path.join(self.workdir.name, 'no-flatpak'))
+
+    def command(self, line):
+        self.client.stdin.write(line + '\n')
+        self.client.stdin.flush()
+        self.assertEqual(self.client.stdout.readline().strip(), 'ok')
+
+    def open_switch_and_close(self, open_notes, open_chat, focus_notes, close_chat):
+        open_notes()
+        self.wait_for_value('appLaunchCount.org.example.Notes', 1)
+        time.sleep(1.1)
+        open_chat()
+        self.wait_for_value('appLaunchCount.org.example.Chat', 1)
+        wait_until(lambda: (self.value('appActiveTime.org.example.Notes') or 0) >= 1,
+                   what='Notes\' foreground time')
+        focus_notes()
+        self.wait_for_value('appActivationCount.org.example.Notes', 2)
+        self.assertEqual(self.value('appLaunchCount.org.example.Notes'), 1)
+        self.assertEqual(self.value('appActivationCount.org.example.Chat'), 1)
+        # Chat's window closes: it is gone, its foreground time counted.
+        close_chat()
+        wait_until(lambda: self.value('appActiveTime.org.example.Chat') is not None,
+                   what='Chat\'s foreground time')
+        self.assertEqual(self.stop_daemon(), 0)
+
+
+class KdeTest(WindowListTest):
+    """KWin's window list, from a stand-in compositor that offers only that global."""
+
+    def setUp(self):
+        super().setUp()
+        self.client = subprocess.Popen(
+            [os.environ.get('KDE_COMPOSITOR', 'kde_compositor')], text=True,
+            env=dict(os.environ, XDG_RUNTIME_DIR=self.runtime, WAYLAND_DISPLAY='kde-test'),
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.addCleanup(self.client.wait)
+        self.addCleanup(self.client.kill)
+        self.assertEqual(self.client.stdout.readline().strip(), 'ready')
+
+    def daemon_env(self):
+        return dict(super().daemon_env(), WAYLAND_DISPLAY='kde-test')
+
+    def test_kde_windows(self):
+        self.start_daemon()
+        self.assertIn('foreground: the compositor\'s windows (KDE)', self.stderr())
+        self.open_switch_and_close(lambda: self.command('open n1 NotesWindow 4242'),
+                                   lambda: self.command('open c1 org.example.Chat 4343'),
+                                   lambda: self.command('activate n1'),
+                                   lambda: self.command('close c1'))
+
+
+class X11Test(WindowListTest):
     """An X11 session: Xvfb, and a client that opens windows and keeps the window manager's
     root properties."""
 
@@ -316,14 +386,6 @@ class X11Test(DaemonTest):
         os.close(write)
         with os.fdopen(read) as f:
             self.display = ':' + f.readline().strip()
-        self.data = os.path.join(self.workdir.name, 'data')
-        os.makedirs(os.path.join(self.data, 'applications'))
-        # Notes' windows carry a class of their own, which its entry names.
-        with open(os.path.join(self.data, 'applications', 'org.example.Notes.desktop'), 'w') as f:
-            f.write('[Desktop Entry]\nType=Application\nName=Notes\nExec=notes\n'
-                    'StartupWMClass=NotesWindow\n')
-        with open(os.path.join(self.data, 'applications', 'org.example.Chat.desktop'), 'w') as f:
-            f.write('[Desktop Entry]\nType=Application\nName=Chat\nExec=chat\n')
         self.client = subprocess.Popen([os.environ.get('X11_CLIENT', 'x11_client')],
                                        env=dict(os.environ, DISPLAY=self.display), text=True,
                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
@@ -331,39 +393,16 @@ class X11Test(DaemonTest):
         self.addCleanup(self.client.kill)
 
     def daemon_env(self):
-        runtime = os.path.join(self.workdir.name, 'runtime')
-        os.makedirs(runtime, mode=0o700, exist_ok=True)
-        return dict(DISPLAY=self.display, WAYLAND_DISPLAY='', XDG_RUNTIME_DIR=runtime,
-                    XDG_DATA_HOME=self.data, XDG_DATA_DIRS=self.data,
-                    FLATPAK_USER_DIR=os.path.join(self.workdir.name, 'no-flatpak'),
-                    FLATPAK_SYSTEM_DIR=os.path.join(self.workdir.name, 'no-flatpak'))
-
-    def command(self, line):
-        self.client.stdin.write(line + '\n')
-        self.client.stdin.flush()
-        self.assertEqual(self.client.stdout.readline().strip(), 'ok')
+        return dict(super().daemon_env(), DISPLAY=self.display, WAYLAND_DISPLAY='')
 
     def test_x11_active_window(self):
         self.start_daemon()
         self.assertIn('foreground: the X11 window manager\'s active window', self.stderr())
-        # The window class resolves through the entry's StartupWMClass; Chat's GTK application
-        # ID names it directly.
-        self.command('open notes NotesWindow')
-        self.wait_for_value('appLaunchCount.org.example.Notes', 1)
-        time.sleep(1.1)
-        self.command('open chat Chat-app org.example.Chat')
-        self.wait_for_value('appLaunchCount.org.example.Chat', 1)
-        wait_until(lambda: (self.value('appActiveTime.org.example.Notes') or 0) >= 1,
-                   what='Notes\' foreground time')
-        self.command('focus notes')
-        self.wait_for_value('appActivationCount.org.example.Notes', 2)
-        self.assertEqual(self.value('appLaunchCount.org.example.Notes'), 1)
-        self.assertEqual(self.value('appActivationCount.org.example.Chat'), 1)
-        # Chat's window closes: it is gone, its foreground time counted.
-        self.command('close chat')
-        wait_until(lambda: self.value('appActiveTime.org.example.Chat') is not None,
-                   what='Chat\'s foreground time')
-        self.assertEqual(self.stop_daemon(), 0)
+        # Chat's GTK application ID names it directly.
+        self.open_switch_and_close(lambda: self.command('open notes NotesWindow'),
+                                   lambda: self.command('open chat Chat-app org.example.Chat'),
+                                   lambda: self.command('focus notes'),
+                                   lambda: self.command('close chat'))
 
 
 if __name__ == '__main__':

@@ -11,6 +11,7 @@
 
 #include "platform/linux/app_ids.h"
 #include "platform/linux/flatpak_instances.h"
+#include "platform/linux/kde_windows.h"
 #include "platform/linux/packagekit_watch.h"
 #include "platform/linux/pid_watch.h"
 #include "platform/linux/text_file.h"
@@ -172,6 +173,8 @@ std::string LinuxApplications::startForeground() {
                         [this] { report(states_.toplevelsGone()); }};
   foreground_ = std::make_unique<WlrToplevels>(loop_, events);
   if (foreground_->start()) return "foreground: the compositor's toplevels (wlroots)";
+  foreground_ = std::make_unique<KdeWindows>(loop_, events);
+  if (foreground_->start()) return "foreground: the compositor's windows (KDE)";
   // Under Wayland, X11's root properties list only XWayland's windows.
   const char* wayland = std::getenv("WAYLAND_DISPLAY");
   if (!wayland || !*wayland) {

@@ -1,0 +1,67 @@
+// KdeWindows: the windows of KWin (Plasma, Plasma Mobile) through its window-management protocol,
+// on the loop thread. KWin lets only clients whose desktop file lists the interface in
+// X-KDE-Wayland-Interfaces bind it (packaging/tallyd.desktop).
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "platform/linux/event_loop.h"
+#include "platform/linux/toplevel_events.h"
+
+struct wl_display;
+struct wl_registry;
+struct org_kde_plasma_window_management;
+struct org_kde_plasma_window;
+
+namespace tl::linuxdev {
+
+class KdeWindows : public ToplevelSource {
+ public:
+  KdeWindows(EventLoop& loop, ToplevelEvents events);
+  ~KdeWindows() override;
+  KdeWindows(const KdeWindows&) = delete;
+  KdeWindows& operator=(const KdeWindows&) = delete;
+
+  // Connects to $WAYLAND_DISPLAY; false without a compositor that offers the interface.
+  bool start() override;
+  bool connected() const override { return display_ != nullptr; }
+
+ private:
+  struct Window {
+    KdeWindows* owner;
+    uint64_t number;
+    org_kde_plasma_window* proxy;
+    std::string appId;
+    bool activated = false;
+    int32_t pid = 0;
+    bool complete = false;  // its initial state has arrived
+  };
+  static int OnReadable(sd_event_source* source, int fd, uint32_t revents, void* self);
+  static void OnGlobal(void* self, wl_registry* registry, uint32_t name, const char* interface,
+                       uint32_t version);
+  static void OnWindow(void* self, org_kde_plasma_window_management*, uint32_t id);
+  static void OnWindowWithUuid(void* self, org_kde_plasma_window_management*, uint32_t id,
+                               const char* uuid);
+  static void OnAppId(void* window, org_kde_plasma_window*, const char* appId);
+  static void OnState(void* window, org_kde_plasma_window*, uint32_t flags);
+  static void OnPid(void* window, org_kde_plasma_window*, uint32_t pid);
+  static void OnInitialState(void* window, org_kde_plasma_window*);
+  static void OnUnmapped(void* window, org_kde_plasma_window*);
+  void track(org_kde_plasma_window* proxy);
+  static void Report(Window& window);
+  void disconnect();
+
+  EventLoop& loop_;
+  ToplevelEvents events_;
+  wl_display* display_ = nullptr;
+  wl_registry* registry_ = nullptr;
+  org_kde_plasma_window_management* manager_ = nullptr;
+  uint32_t version_ = 0;
+  std::unique_ptr<sd_event_source, EventSourceDeleter> source_;
+  std::map<uint64_t, std::unique_ptr<Window>> windows_;
+  uint64_t next_ = 1;
+};
+
+}  // namespace tl::linuxdev
