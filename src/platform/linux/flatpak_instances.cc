@@ -123,12 +123,11 @@ void FlatpakInstances::scan() {
   for (const auto& [id, unused] : present) {
     if (live_.count(id) != 0) continue;
     const std::string path = directory_ + "/" + id;
+    // Watched before it is read, so that a file written in between is not missed; a directory
+    // still being set up gets its files next.
+    if (pending_.count(id) == 0) watch(path, &pending_[id], IN_CLOSE_WRITE | IN_MOVED_TO);
     std::optional<FlatpakInstance> instance = ReadFlatpakInstance(path);
-    if (!instance) {
-      // Still being set up: its files are written next.
-      if (pending_.count(id) == 0) watch(path, &pending_[id], IN_CLOSE_WRITE | IN_MOVED_TO);
-      continue;
-    }
+    if (!instance) continue;
     pending_.erase(id);
     if (!Exists(procRoot_ + "/" + std::to_string(instance->pid))) continue;  // a stale one
     AppUnit unit{instance->appId, true, false, true, {instance->pid}};
