@@ -1,11 +1,9 @@
-// KdeWindows: the window-management protocol's listeners and the display's descriptor on the
-// loop.
+// KdeWindows: the window-management protocol's listeners.
 #include "platform/linux/kde_windows.h"
 
 #include <wayland-client.h>
 
 #include <algorithm>
-#include <cerrno>
 
 #include "plasma-window-management-client-protocol.h"
 
@@ -24,48 +22,37 @@ constexpr uint32_t kHighestVersion = 16;
 }  // namespace
 
 KdeWindows::KdeWindows(EventLoop& loop, ToplevelEvents events)
-    : loop_(loop), events_(std::move(events)) {}
+    : events_(std::move(events)), display_(loop, [this] {
+        disconnect();
+        events_.gone();
+      }) {}
 
 KdeWindows::~KdeWindows() { disconnect(); }
 
 void KdeWindows::disconnect() {
-  source_.reset();
   for (auto& [number, window] : windows_) org_kde_plasma_window_destroy(window->proxy);
   windows_.clear();
   if (manager_) org_kde_plasma_window_management_destroy(manager_);
   manager_ = nullptr;
-  if (registry_) wl_registry_destroy(registry_);
-  registry_ = nullptr;
-  if (display_) wl_display_disconnect(display_);
-  display_ = nullptr;
+  display_.close();
 }
 
 bool KdeWindows::start() {
-  display_ = wl_display_connect(nullptr);
-  if (!display_) return false;
-  static const wl_registry_listener kRegistry = {OnGlobal, Ignored<void*, wl_registry*, uint32_t>};
-  registry_ = wl_display_get_registry(display_);
-  wl_registry_add_listener(registry_, &kRegistry, this);
-  // Globals, then the windows already open, then their initial states.
-  if (wl_display_roundtrip(display_) < 0 || !manager_ || wl_display_roundtrip(display_) < 0 ||
-      wl_display_roundtrip(display_) < 0) {
+  const bool opened =
+      display_.open([this](wl_registry* registry, uint32_t name, std::string_view interface,
+                           uint32_t version) { bind(registry, name, interface, version); });
+  // Then the windows already open, then their initial states.
+  if (!opened || !manager_ || !display_.roundtrip() || !display_.roundtrip() ||
+      !display_.attach()) {
     disconnect();
     return false;
   }
-  sd_event_source* source = nullptr;
-  if (sd_event_add_io(loop_.event(), &source, wl_display_get_fd(display_), EPOLLIN, OnReadable,
-                      this) < 0) {
-    disconnect();
-    return false;
-  }
-  source_.reset(source);
   return true;
 }
 
-void KdeWindows::OnGlobal(void* self, wl_registry* registry, uint32_t name, const char* interface,
-                          uint32_t version) {
-  auto* owner = static_cast<KdeWindows*>(self);
-  if (std::string_view(interface) != org_kde_plasma_window_management_interface.name) return;
+void KdeWindows::bind(wl_registry* registry, uint32_t name, std::string_view interface,
+                      uint32_t version) {
+  if (interface != org_kde_plasma_window_management_interface.name) return;
   static const org_kde_plasma_window_management_listener kManager = {
       .show_desktop_changed = Ignored<void*, org_kde_plasma_window_management*, uint32_t>,
       .window = OnWindow,
@@ -73,10 +60,10 @@ void KdeWindows::OnGlobal(void* self, wl_registry* registry, uint32_t name, cons
       .stacking_order_uuid_changed = Ignored<void*, org_kde_plasma_window_management*, const char*>,
       .window_with_uuid = OnWindowWithUuid,
   };
-  owner->version_ = std::min(version, kHighestVersion);
-  owner->manager_ = static_cast<org_kde_plasma_window_management*>(wl_registry_bind(
-      registry, name, &org_kde_plasma_window_management_interface, owner->version_));
-  org_kde_plasma_window_management_add_listener(owner->manager_, &kManager, owner);
+  version_ = std::min(version, kHighestVersion);
+  manager_ = static_cast<org_kde_plasma_window_management*>(
+      wl_registry_bind(registry, name, &org_kde_plasma_window_management_interface, version_));
+  org_kde_plasma_window_management_add_listener(manager_, &kManager, this);
 }
 
 void KdeWindows::OnWindow(void* self, org_kde_plasma_window_management* manager, uint32_t id) {
@@ -158,16 +145,6 @@ void KdeWindows::OnUnmapped(void* data, org_kde_plasma_window*) {
   org_kde_plasma_window_destroy(window.proxy);
   owner->windows_.erase(number);
   if (reported) owner->events_.closed(number);
-}
-
-int KdeWindows::OnReadable(sd_event_source*, int, uint32_t revents, void* self) {
-  auto* owner = static_cast<KdeWindows*>(self);
-  if ((revents & (EPOLLHUP | EPOLLERR)) || wl_display_dispatch(owner->display_) < 0 ||
-      (wl_display_flush(owner->display_) < 0 && errno != EAGAIN)) {
-    owner->disconnect();
-    owner->events_.gone();
-  }
-  return 0;
 }
 
 }  // namespace tl::linuxdev

@@ -6,11 +6,12 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/linux/event_loop.h"
 #include "platform/linux/toplevel_events.h"
+#include "platform/linux/wayland_display.h"
 
-struct wl_display;
 struct wl_registry;
 struct org_kde_plasma_window_management;
 struct org_kde_plasma_window;
@@ -26,7 +27,7 @@ class KdeWindows : public ToplevelSource {
 
   // Connects to $WAYLAND_DISPLAY; false without a compositor that offers the interface.
   bool start() override;
-  bool connected() const override { return display_ != nullptr; }
+  bool connected() const override { return display_.isOpen(); }
 
  private:
   struct Window {
@@ -38,9 +39,7 @@ class KdeWindows : public ToplevelSource {
     int32_t pid = 0;
     bool complete = false;  // its initial state has arrived
   };
-  static int OnReadable(sd_event_source* source, int fd, uint32_t revents, void* self);
-  static void OnGlobal(void* self, wl_registry* registry, uint32_t name, const char* interface,
-                       uint32_t version);
+  void bind(wl_registry* registry, uint32_t name, std::string_view interface, uint32_t version);
   static void OnWindow(void* self, org_kde_plasma_window_management*, uint32_t id);
   static void OnWindowWithUuid(void* self, org_kde_plasma_window_management*, uint32_t id,
                                const char* uuid);
@@ -53,13 +52,10 @@ class KdeWindows : public ToplevelSource {
   static void Report(Window& window);
   void disconnect();
 
-  EventLoop& loop_;
   ToplevelEvents events_;
-  wl_display* display_ = nullptr;
-  wl_registry* registry_ = nullptr;
+  WaylandDisplay display_;
   org_kde_plasma_window_management* manager_ = nullptr;
   uint32_t version_ = 0;
-  std::unique_ptr<sd_event_source, EventSourceDeleter> source_;
   std::map<uint64_t, std::unique_ptr<Window>> windows_;
   uint64_t next_ = 1;
 };

@@ -1,10 +1,9 @@
-// WlrToplevels: the protocol's listeners and the display's descriptor on the loop.
+// WlrToplevels: the protocol's listeners.
 #include "platform/linux/wlr_toplevels.h"
 
 #include <wayland-client.h>
 
 #include <algorithm>
-#include <cerrno>
 
 #include "wlr-foreign-toplevel-management-unstable-v1-client-protocol.h"
 
@@ -18,51 +17,36 @@ void Ignored(A...) {}
 }  // namespace
 
 WlrToplevels::WlrToplevels(EventLoop& loop, ToplevelEvents events)
-    : loop_(loop), events_(std::move(events)) {}
+    : events_(std::move(events)), display_(loop, [this] {
+        disconnect();
+        events_.gone();
+      }) {}
 
 WlrToplevels::~WlrToplevels() { disconnect(); }
 
 void WlrToplevels::disconnect() {
-  source_.reset();
   for (auto& [number, handle] : handles_) zwlr_foreign_toplevel_handle_v1_destroy(handle->proxy);
   handles_.clear();
   if (manager_) zwlr_foreign_toplevel_manager_v1_destroy(manager_);
   manager_ = nullptr;
-  if (registry_) wl_registry_destroy(registry_);
-  registry_ = nullptr;
-  if (display_) wl_display_disconnect(display_);
-  display_ = nullptr;
+  display_.close();
 }
 
 bool WlrToplevels::start() {
-  display_ = wl_display_connect(nullptr);
-  if (!display_) return false;
-  static const wl_registry_listener kRegistry = {OnGlobal, Ignored<void*, wl_registry*, uint32_t>};
-  registry_ = wl_display_get_registry(display_);
-  wl_registry_add_listener(registry_, &kRegistry, this);
-  // The first round trip announces the globals, the second the windows already open.
-  if (wl_display_roundtrip(display_) < 0 || !manager_ || wl_display_roundtrip(display_) < 0) {
-    disconnect();
-    return false;
-  }
-  sd_event_source* source = nullptr;
-  if (sd_event_add_io(loop_.event(), &source, wl_display_get_fd(display_), EPOLLIN, OnReadable,
-                      this) < 0) {
-    disconnect();
-    return false;
-  }
-  source_.reset(source);
-  return true;
-}
-
-void WlrToplevels::OnGlobal(void* self, wl_registry* registry, uint32_t name, const char* interface,
-                            uint32_t version) {
-  auto* owner = static_cast<WlrToplevels*>(self);
-  if (std::string_view(interface) != zwlr_foreign_toplevel_manager_v1_interface.name) return;
   static const zwlr_foreign_toplevel_manager_v1_listener kManager = {OnToplevel, OnFinished};
-  owner->manager_ = static_cast<zwlr_foreign_toplevel_manager_v1*>(wl_registry_bind(
-      registry, name, &zwlr_foreign_toplevel_manager_v1_interface, std::min(version, 3u)));
-  zwlr_foreign_toplevel_manager_v1_add_listener(owner->manager_, &kManager, owner);
+  const bool opened = display_.open(
+      [this](wl_registry* registry, uint32_t name, std::string_view interface, uint32_t version) {
+        if (interface != zwlr_foreign_toplevel_manager_v1_interface.name) return;
+        manager_ = static_cast<zwlr_foreign_toplevel_manager_v1*>(wl_registry_bind(
+            registry, name, &zwlr_foreign_toplevel_manager_v1_interface, std::min(version, 3u)));
+        zwlr_foreign_toplevel_manager_v1_add_listener(manager_, &kManager, this);
+      });
+  // Then a round trip announces the windows already open.
+  if (!opened || !manager_ || !display_.roundtrip() || !display_.attach()) {
+    disconnect();
+    return false;
+  }
+  return true;
 }
 
 void WlrToplevels::OnToplevel(void* self, zwlr_foreign_toplevel_manager_v1*,
@@ -115,16 +99,6 @@ void WlrToplevels::OnClosed(void* data, zwlr_foreign_toplevel_handle_v1*) {
   zwlr_foreign_toplevel_handle_v1_destroy(handle->proxy);
   owner->handles_.erase(number);
   owner->events_.closed(number);
-}
-
-int WlrToplevels::OnReadable(sd_event_source*, int, uint32_t revents, void* self) {
-  auto* owner = static_cast<WlrToplevels*>(self);
-  if ((revents & (EPOLLHUP | EPOLLERR)) || wl_display_dispatch(owner->display_) < 0 ||
-      (wl_display_flush(owner->display_) < 0 && errno != EAGAIN)) {
-    owner->disconnect();
-    owner->events_.gone();
-  }
-  return 0;
 }
 
 }  // namespace tl::linuxdev

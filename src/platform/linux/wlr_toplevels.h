@@ -8,9 +8,9 @@
 
 #include "platform/linux/event_loop.h"
 #include "platform/linux/toplevel_events.h"
+#include "platform/linux/wayland_display.h"
 
 struct wl_array;
-struct wl_display;
 struct wl_registry;
 struct zwlr_foreign_toplevel_manager_v1;
 struct zwlr_foreign_toplevel_handle_v1;
@@ -27,7 +27,7 @@ class WlrToplevels : public ToplevelSource {
   // Connects to $WAYLAND_DISPLAY and reads the present windows (blocking, before the loop
   // runs). false when there is no compositor or it does not offer the protocol.
   bool start() override;
-  bool connected() const override { return display_ != nullptr; }
+  bool connected() const override { return display_.isOpen(); }
 
  private:
   struct Handle {
@@ -37,9 +37,6 @@ class WlrToplevels : public ToplevelSource {
     std::string appId;
     bool activated = false;
   };
-  static int OnReadable(sd_event_source* source, int fd, uint32_t revents, void* self);
-  static void OnGlobal(void* self, wl_registry* registry, uint32_t name, const char* interface,
-                       uint32_t version);
   static void OnToplevel(void* self, zwlr_foreign_toplevel_manager_v1* manager,
                          zwlr_foreign_toplevel_handle_v1* proxy);
   static void OnFinished(void* self, zwlr_foreign_toplevel_manager_v1* manager);
@@ -49,12 +46,9 @@ class WlrToplevels : public ToplevelSource {
   static void OnClosed(void* handle, zwlr_foreign_toplevel_handle_v1*);
   void disconnect();
 
-  EventLoop& loop_;
   ToplevelEvents events_;
-  wl_display* display_ = nullptr;
-  wl_registry* registry_ = nullptr;
+  WaylandDisplay display_;
   zwlr_foreign_toplevel_manager_v1* manager_ = nullptr;
-  std::unique_ptr<sd_event_source, EventSourceDeleter> source_;
   std::map<uint64_t, std::unique_ptr<Handle>> handles_;
   uint64_t next_ = 1;
 };
