@@ -55,7 +55,7 @@ std::optional<uint32_t> PowerMessageNamed(const Json& v) {
 const std::array kActions = {
     Action{kLoadAction, MustBeTrue},
     Action{kRestartAction, MustBeTrue},
-    Action{"set",
+    Action{kSetAction,
            [](const Json& v, DeviceAction* out) -> Error {
              sim::DeviceFields fields;
              if (auto error = ParseDeviceFields(v, &fields)) return error;

@@ -28,5 +28,6 @@ std::optional<std::string_view> NearestActionName(std::string_view name);
 
 inline constexpr std::string_view kLoadAction = "load";
 inline constexpr std::string_view kRestartAction = "restart";
+inline constexpr std::string_view kSetAction = "set";
 
 }  // namespace tl::host

@@ -144,9 +144,22 @@ Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handov
   HostModuleHandle handle(*device, *eventQueue);
   ModuleLoader module(ModuleLoader::DefaultPath());
 
-  // Each line is one transaction of the store. The module is loaded before the first other
-  // action; a restart loads it in the new process, after the timeline says the previous process
-  // ran until then.
+  // The module is loaded before the first other action; a restart loads it in the new process,
+  // after the timeline says the previous process ran until then.
+  //
+  // Lines go into the store in groups of whole lines, one transaction each: a commit writes the
+  // write-ahead log and takes the store's locks, which costs more than a line's own work. A kill
+  // loses at most the lines of the open group, never part of a line. A line that writes device
+  // files can fail midway (a file the device cannot write), so it starts a group of its own: the
+  // lines before it are kept when it stops the replay.
+  constexpr int kLinesPerCommit = 1000;
+  int uncommitted = 0;  // lines in the open transaction
+  auto commit = [&] {
+    if (uncommitted == 0) return;
+    store.flush();
+    db.exec("COMMIT");
+    uncommitted = 0;
+  };
   bool ranAny = false;
   Progress progress(totalLines);
   auto startDaemon = [&] {
@@ -154,7 +167,8 @@ Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handov
     power.start();
   };
   auto run = [&](const TraceStep& step) {
-    db.exec("BEGIN");
+    if (step.writesFiles) commit();
+    if (uncommitted == 0) db.exec("BEGIN");
     device->advanceTo(step.atNanoseconds);
     if (!ranAny) startDaemon();
     if (step.action == kLoadAction || !module.loaded()) module.callEntry(handle);
@@ -168,7 +182,7 @@ Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handov
       }
     }
     device->runUntilIdle();
-    db.exec("COMMIT");
+    if (++uncommitted == kLinesPerCommit) commit();
     ranAny = true;
     progress.at(step.line);
   };
@@ -182,6 +196,7 @@ Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handov
       device->runUntilIdle();
     }
     power.stop();
+    store.flush();
     db.exec("COMMIT");
   };
 
@@ -201,6 +216,7 @@ Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handov
     }
     run(step);
   }
+  commit();
   if (ended) {
     endOfTrace();
     account["ended"] = true;

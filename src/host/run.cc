@@ -44,7 +44,8 @@ std::string StateHome() {
 // module's queues and the notification observers write from several threads: one at a time.
 class TransactionalSink : public platform::OutputSink {
  public:
-  TransactionalSink(Database& db, StatsDaemon& daemon) : db_(db), daemon_(daemon) {}
+  TransactionalSink(Database& db, StatsStore& store, StatsDaemon& daemon)
+      : db_(db), store_(store), daemon_(daemon) {}
 
   void scalar(double at, std::string_view key, int64_t value) override {
     inTransaction([&] { daemon_.scalar(at, key, value); });
@@ -69,7 +70,9 @@ class TransactionalSink : public platform::OutputSink {
       db_.exec("BEGIN");
       try {
         write();
+        store_.flush();
       } catch (...) {
+        store_.forget();
         db_.exec("ROLLBACK");
         throw;
       }
@@ -81,6 +84,7 @@ class TransactionalSink : public platform::OutputSink {
 
   std::mutex mutex_;
   Database& db_;
+  StatsStore& store_;
   StatsDaemon& daemon_;
 };
 
@@ -123,7 +127,7 @@ int Run(const RunOptions& given) {
   Timeline timeline(db);
   linuxdev::LinuxDevice* current = nullptr;
   StatsDaemon daemon(store, reports, &timeline, [&current] { return Now(*current); });
-  TransactionalSink sink(db, daemon);
+  TransactionalSink sink(db, store, daemon);
 
   linuxdev::LinuxDevice machine(std::move(device), sink);
   current = &machine;

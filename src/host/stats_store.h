@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "host/sqlite.h"
@@ -11,9 +12,19 @@
 namespace tl::host {
 
 // The tables of keys in a database that outlives the store.
+//
+// A power commit adds to sixty keys at once, most of them 0, many times an hour. So the rows of
+// the current local day are kept in memory as SQLite would compute them, and only the rows that
+// changed go out, each in one statement, at flush(). What the tables end up holding is exactly
+// what adding row by row in SQL would hold: the arithmetic follows SQLite's (an integer sum
+// stays an integer until it overflows, a whole REAL in the value column is kept as an INTEGER),
+// and whatever the cache does not model (a value that is not finite) goes to SQLite itself.
 class StatsStore {
  public:
   explicit StatsStore(Database& db);
+  ~StatsStore();
+  StatsStore(const StatsStore&) = delete;
+  StatsStore& operator=(const StatsStore&) = delete;
 
   // Adds value to key's value of day.
   void addScalar(std::string_view day, std::string_view key, int64_t value);
@@ -21,10 +32,69 @@ class StatsStore {
   // Records one sample of key on day: count, sum, min and max.
   void pushSample(std::string_view day, std::string_view key, double value);
 
+  // Writes every row changed since the last flush, in the order the rows were first changed (new
+  // rows get the row ids adding one by one would have given them). Call it inside the
+  // transaction that is to hold the changes, before its COMMIT.
+  void flush();
+  // Forgets the rows kept in memory, after a transaction that held changes was rolled back.
+  void forget();
+
  private:
+  // A number as SQLite keeps it in a NUMERIC column: an INTEGER or a REAL.
+  struct Number {
+    bool integer = true;
+    int64_t i = 0;
+    double r = 0;
+  };
+  struct Scalar {
+    Number value;
+    bool dirty = false;
+  };
+  struct Sample {
+    int64_t count = 0;
+    double sum = 0, min = 0, max = 0;
+    bool dirty = false;
+  };
+  struct Hash {
+    using is_transparent = void;
+    size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
+  };
+  template <class Row>
+  using Rows = std::unordered_map<std::string, Row, Hash, std::equal_to<>>;
+
+  // One row changed since the last flush: a scalar row or a sample row, never both.
+  struct Changed {
+    const std::string* key;
+    Scalar* scalar;
+    Sample* sample;
+  };
+
+  void addScalar(std::string_view day, std::string_view key, Number value);
+  // What the cache does not model, added by SQLite itself.
+  void addInSql(std::string_view key, Number value);
+  void pushInSql(std::string_view key, double value);
+  // The day's cached row of key, read from the table the first time (nullptr when the table has
+  // no row yet: the caller makes one).
+  Scalar* cachedScalar(std::string_view key);
+  Sample* cachedSample(std::string_view key);
+  // Moves the cache to day, writing the previous day's changes first.
+  void useDay(std::string_view day);
+  void writeScalar(std::string_view key, const Scalar& row);
+  void writeSample(std::string_view key, const Sample& row);
+
   Database& db_;
   Statement add_;
   Statement push_;
+  Statement readScalar_;
+  Statement readSample_;
+  Statement writeScalar_;
+  Statement writeSample_;
+  std::string day_;
+  Rows<Scalar> scalars_;
+  Rows<Sample> samples_;
+  // The rows changed since the last flush, in the order of their first change (the maps' nodes
+  // stay where they are, so the pointers hold).
+  std::vector<Changed> changed_;
 };
 
 // Shortest text that reads back as the same double; integers without a decimal point.

@@ -34,6 +34,7 @@ std::optional<std::string> ParseStep(const Json& object, TraceStep& step) {
     }
     if (auto error = action->parse(value, &step.apply)) return "action \"" + key + "\": " + *error;
     step.action = key;
+    step.writesFiles = key == kSetAction && value.contains("files");
   }
   step.atNanoseconds = std::llround(at->get<double>() * 1e9);
   return std::nullopt;

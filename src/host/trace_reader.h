@@ -25,6 +25,8 @@ struct TraceStep {
   int64_t atNanoseconds = 0;
   std::string action;
   DeviceAction apply;  // empty for the host's own actions
+  // A set that writes the device's files: the one step that can fail midway on a sound device.
+  bool writesFiles = false;
 };
 
 // The latest "at": ten years of seconds. Every daily timer of the module fires on the way, so a
