@@ -3,32 +3,11 @@
 
 #include <cmath>
 
-#include "host/json_values.h"
+#include "host/json_line.h"
 
 namespace tl::host {
 
-namespace {
-
 using OrderedJson = nlohmann::ordered_json;
-
-// Whole seconds print as integers, fractions as doubles.
-OrderedJson At(double at) {
-  if (at == std::trunc(at) && std::fabs(at) < 9e15) return static_cast<int64_t>(at);
-  return at;
-}
-
-OrderedJson Start(double at) {
-  OrderedJson line;
-  line["at"] = At(at);
-  return line;
-}
-
-OrderedJson KeyValuesJson(const platform::KeyValues* values) {
-  if (!values) return nullptr;
-  return OrderedJson(ToJson(platform::Value(*values)));
-}
-
-}  // namespace
 
 OrderedJson WispToJson(const platform::WispObject& object) {
   using Type = platform::WispObject::Type;
@@ -55,63 +34,70 @@ OrderedJson WispToJson(const platform::WispObject& object) {
   return nullptr;
 }
 
-void OutputPrinter::emit(const OrderedJson& line) {
-  std::string text = line.dump(-1, ' ', false, OrderedJson::error_handler_t::replace);
-  text.push_back('\n');
-  std::fwrite(text.data(), 1, text.size(), out_);
+OutputPrinter::~OutputPrinter() { flush(); }
+
+void OutputPrinter::emit() {
+  if (pending_.size() >= kFlushAt) flush();
+}
+
+void OutputPrinter::flush() {
+  if (pending_.empty()) return;
+  std::fwrite(pending_.data(), 1, pending_.size(), out_);
+  pending_.clear();
 }
 
 void OutputPrinter::scalar(double at, std::string_view key, int64_t value) {
-  OrderedJson line = Start(at);
-  line["scalar"] = key;
-  line["value"] = value;
-  emit(line);
+  JsonLine line(pending_);
+  line.key("at").seconds(at).key("scalar").string(key).key("value").integer(value).finish();
+  emit();
 }
 
 void OutputPrinter::distribution(double at, std::string_view key, double value) {
-  OrderedJson line = Start(at);
-  line["distribution"] = key;
-  line["value"] = value;
-  emit(line);
+  JsonLine line(pending_);
+  line.key("at").seconds(at).key("distribution").string(key).key("value").number(value).finish();
+  emit();
 }
 
 void OutputPrinter::batch(double at, const platform::KeyValues* first,
                           const platform::KeyValues* second) {
-  OrderedJson line = Start(at);
-  line["batch"] = {{"first", KeyValuesJson(first)}, {"second", KeyValuesJson(second)}};
-  emit(line);
+  JsonLine line(pending_);
+  line.key("at").seconds(at).key("batch").beginObject();
+  line.key("first").dictionary(first).key("second").dictionary(second).endObject().finish();
+  emit();
 }
 
 void OutputPrinter::log(double at, std::string_view text) {
-  OrderedJson line = Start(at);
-  line["log"] = text;
-  emit(line);
+  JsonLine line(pending_);
+  line.key("at").seconds(at).key("log").string(text).finish();
+  emit();
 }
 
 void OutputPrinter::ipc(double at, const std::string& service,
                         const platform::WispObject& message) {
-  OrderedJson line = Start(at);
-  line["ipc"] = {{"service", service}, {"message", WispToJson(message)}};
-  emit(line);
+  JsonLine line(pending_);
+  line.key("at").seconds(at).key("ipc").beginObject().key("service").string(service);
+  line.key("message").json(WispToJson(message)).endObject().finish();
+  emit();
 }
 
 void OutputPrinter::powerAck(double at, intptr_t id) {
-  OrderedJson line = Start(at);
-  line["power_ack"] = static_cast<int64_t>(id);
-  emit(line);
+  JsonLine line(pending_);
+  line.key("at").seconds(at).key("power_ack").integer(static_cast<int64_t>(id)).finish();
+  emit();
 }
 
 void OutputPrinter::simCrash(double at, uint32_t code, const std::string& reason) {
-  OrderedJson line = Start(at);
-  line["simcrash"] = {{"code", code}, {"reason", reason}};
-  emit(line);
+  JsonLine line(pending_);
+  line.key("at").seconds(at).key("simcrash").beginObject().key("code").integer(code);
+  line.key("reason").string(reason).endObject().finish();
+  emit();
 }
 
 void OutputPrinter::notification(double at, const platform::Notification& notification) {
-  OrderedJson line = Start(at);
-  line["notification"] = notification.name;
-  line["user_info"] = OrderedJson(ToJson(platform::Value(notification.userInfo)));
-  emit(line);
+  JsonLine line(pending_);
+  line.key("at").seconds(at).key("notification").string(notification.name);
+  line.key("user_info").dictionary(&notification.userInfo).finish();
+  emit();
 }
 
 }  // namespace tl::host

@@ -9,10 +9,14 @@
 
 namespace tl::host {
 
-// Integers print without a decimal point, doubles with one; every line starts with its "at".
+// Integers print without a decimal point, doubles with one; every line starts with its "at". The
+// lines are written directly, in the layout the JSON library's compact form has.
 class OutputPrinter : public platform::OutputSink {
  public:
   explicit OutputPrinter(std::FILE* out) : out_(out) {}
+  ~OutputPrinter() override;
+  OutputPrinter(const OutputPrinter&) = delete;
+  OutputPrinter& operator=(const OutputPrinter&) = delete;
 
   void scalar(double at, std::string_view key, int64_t value) override;
   void distribution(double at, std::string_view key, double value) override;
@@ -24,11 +28,16 @@ class OutputPrinter : public platform::OutputSink {
   void simCrash(double at, uint32_t code, const std::string& reason) override;
   // A posted in-process notification, for replays that show them.
   void notification(double at, const platform::Notification& notification);
+  // Hands the lines written so far to out (a batch line is 3 KiB: they go out 64 KiB at a time).
+  void flush();
 
  private:
-  void emit(const nlohmann::ordered_json& line);
+  static constexpr size_t kFlushAt = 64 * 1024;
+
+  void emit();
 
   std::FILE* out_;
+  std::string pending_;
 };
 
 // An IPC value as JSON: dictionaries, arrays, integers and strings as such, UUIDs as text.

@@ -225,6 +225,7 @@ Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handov
     account["error"] = error;
     account["line"] = reader.position().line;
   }
+  printer.flush();
   std::fflush(stdout);
   if (account.contains("restart")) account["device"] = SnapshotToJson(device->snapshot());
   shown.reset();

@@ -15,8 +15,8 @@ bool IsLowPowerModeDayKey(std::string_view key) {
 void StatsDaemon::fold(const std::string& day, std::string_view key, const platform::Value& value) {
   if (key == kBacklightUserSettingKey) {
     store_.pushSample(day, key, value.doubleValue());
-  } else if (IsLowPowerModeDayKey(key) && value.isNumber() &&
-             value.doubleValue() == static_cast<double>(kNotApplicable)) {
+  } else if (value.isNumber() && value.doubleValue() == static_cast<double>(kNotApplicable) &&
+             IsLowPowerModeDayKey(key)) {
     return;
   } else if (value.isInteger() || value.isBool()) {
     store_.addScalar(day, key, value.longLongValue());
