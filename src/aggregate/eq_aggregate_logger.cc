@@ -43,9 +43,10 @@ EQAggregateLogger::EQAggregateLogger() : baseStates_(kBaseStates) {
                       &commitKeys_[StateKey(n, "energyRaw")], &commitKeys_[StateKey(n, "count")]});
   }
   userSetting_ = &commitKeys_["com.veltro.power.backlight.usersetting"];
+  auto lpmSlot = lpmSlots_.begin();
   for (const char* name : {"unplugged_lpm_on_24hr", "unplugged_lpm_off_24hr"}) {
     for (const char* measure : {"energy", "energyAbsolute", "energyRaw"}) {
-      commitKeys_[StateKey(name, measure)];
+      *lpmSlot++ = &commitKeys_[StateKey(name, measure)];
     }
   }
   fixedKeys_ = commitKeys_.size();
@@ -158,8 +159,10 @@ void EQAggregateLogger::handleEvent(int event, int withStatus) {
   double deltaRaw = 0;
   // Within the same whole second nothing is measured and nothing of the last event moves.
   if (WholeSeconds(now) != WholeSeconds(lastTime_)) {
-    auto battery = EQBatteryProperties::init();
-    const Readings now_ = Read(*battery);
+    // Every power event measures the battery: the snapshot lives on this stack and shares the
+    // registry's dictionary, so the measurement allocates nothing.
+    const EQBatteryProperties battery(EQBatteryProperties::findBatteryEntry());
+    const Readings now_ = Read(battery);
     const double averageVoltage = (now_.voltage + lastVoltage_) * 0.5;
     deltaRaw = averageVoltage * (now_.raw - lastCurrentCapacityRaw_);
     deltaAbsolute = averageVoltage * (now_.absolute - lastCurrentCapacityAbsolute_);
@@ -176,7 +179,7 @@ void EQAggregateLogger::handleEvent(int event, int withStatus) {
     lastCurrentCapacityAbsolute_ = now_.absolute;
     lastCurrentCapacityRaw_ = now_.raw;
     lastTime_ = now;  // the same instant as the measurement: no time is lost or counted twice
-    if (event == kEQEventLowPowerMode) currentBatteryLevel_ = BatteryLevel(*battery);
+    if (event == kEQEventLowPowerMode) currentBatteryLevel_ = BatteryLevel(battery);
   }
 
   // Energy is booked positive for a drain. Intervals that are impossible, or whose three energy

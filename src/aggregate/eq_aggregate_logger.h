@@ -2,6 +2,7 @@
 // event to the base state being left, counts exits, and commits every composite state's keys.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -112,6 +113,9 @@ class EQAggregateLogger {
   std::vector<std::pair<EQAggregateState*, Slots>> commitSlots_;
   tl::platform::Value* userSetting_ = nullptr;
   size_t fixedKeys_ = 0;  // all but the enable and disable keys
+  // The low-power-mode "24hr" energies in commitKeys_: energy, energyAbsolute and energyRaw of
+  // the "on" name, then of the "off" name.
+  std::array<tl::platform::Value*, 6> lpmSlots_{};
 
   // The six notification observers; dealloc removes them.
   std::vector<std::unique_ptr<tl::platform::Registration>> observers_;

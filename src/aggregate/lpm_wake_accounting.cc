@@ -1,4 +1,5 @@
 // The low-power-mode keys of every commit, and the wake-reason keys of every wake.
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <string_view>
@@ -37,16 +38,20 @@ const EnergyKeys& Off24hr() {
   return *keys;
 }
 
-void SetEnergies(KeyValues& keys, const EnergyKeys& names, const EQAggregateState& state) {
-  keys[names.energy] = tl::SaturatedRound<long long>(state.energy());
-  keys[names.energyAbsolute] = tl::SaturatedRound<long long>(state.energyAbsolute());
-  keys[names.energyRaw] = tl::SaturatedRound<long long>(state.energyRaw());
+// The three values of a 24hr name in keys.
+using EnergySlots = std::array<tl::platform::Value*, 3>;
+EnergySlots SlotsIn(KeyValues& keys, const EnergyKeys& names) {
+  return {&keys[names.energy], &keys[names.energyAbsolute], &keys[names.energyRaw]};
 }
 
-void SetNotCurrent(KeyValues& keys, const EnergyKeys& names) {
-  keys[names.energy] = kNotCurrent;
-  keys[names.energyAbsolute] = kNotCurrent;
-  keys[names.energyRaw] = kNotCurrent;
+void SetEnergies(const EnergySlots& slots, const EQAggregateState& state) {
+  *slots[0] = tl::SaturatedRound<long long>(state.energy());
+  *slots[1] = tl::SaturatedRound<long long>(state.energyAbsolute());
+  *slots[2] = tl::SaturatedRound<long long>(state.energyRaw());
+}
+
+void SetNotCurrent(const EnergySlots& slots) {
+  for (tl::platform::Value* slot : slots) *slot = kNotCurrent;
 }
 
 std::string LevelKey(uint32_t level, const char* change) {
@@ -76,17 +81,25 @@ std::string WakeKey(std::string_view token) {
 void EQAggregateLogger::handleLPMEvent(const std::string& name, KeyValues& withTallydKeys,
                                        const EQAggregateState& withAggregateState) {
   KeyValues& keys = withTallydKeys;
+  // The commit's own dictionary holds these keys from start-up on: their slots are known.
+  auto slots = [&](bool on) {
+    if (&keys == &commitKeys_) {
+      const auto first = lpmSlots_.begin() + (on ? 0 : 3);
+      return EnergySlots{first[0], first[1], first[2]};
+    }
+    return SlotsIn(keys, on ? On24hr() : Off24hr());
+  };
   // The condition that is current gets the interval's energy, the other the sentinel.
   if (name == "unplugged_lpm_on" && isLPMOn()) {
-    SetEnergies(keys, On24hr(), withAggregateState);
-    SetNotCurrent(keys, Off24hr());
+    SetEnergies(slots(true), withAggregateState);
+    SetNotCurrent(slots(false));
     if (!lastLPMStatus_) {
       keys[LevelKey(currentBatteryLevel_, "enable")] = 1;
       lastLPMStatus_ = true;
     }
   } else if (name == "unplugged_lpm_off" && !isLPMOn()) {
-    SetEnergies(keys, Off24hr(), withAggregateState);
-    SetNotCurrent(keys, On24hr());
+    SetEnergies(slots(false), withAggregateState);
+    SetNotCurrent(slots(true));
     if (lastLPMStatus_) {
       keys[LevelKey(currentBatteryLevel_, "disable")] = 1;
       lastLPMStatus_ = false;

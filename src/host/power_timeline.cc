@@ -34,9 +34,9 @@ std::optional<double> NumberOf(const platform::Dictionary& battery, const char* 
 
 std::optional<platform::Dictionary> ReadBattery(platform::DeviceRegistry& registry) {
   platform::RegistryEntryRef entry = registry.matchServiceByClass(platform::kBatteryClass);
-  platform::Dictionary properties;
+  std::shared_ptr<const platform::Dictionary> properties;
   if (!entry || !registry.properties(*entry, &properties).ok()) return std::nullopt;
-  return properties;
+  return *properties;
 }
 
 // The display reads as on unless the backlight says its value is 0, as the module reads it.

@@ -74,8 +74,9 @@ class DeviceRegistry {
                                          const std::string& interestType, InterestCallback callback,
                                          std::unique_ptr<Registration>* out) = 0;
 
-  // All of a service's properties, read anew.
-  virtual Status properties(const RegistryEntry& entry, Dictionary* out) = 0;
+  // All of a service's properties as they are now, as one snapshot that never changes: a read
+  // after the service changed gets a new one, reads in between may share the same.
+  virtual Status properties(const RegistryEntry& entry, std::shared_ptr<const Dictionary>* out) = 0;
   // One property, read anew; nullopt when absent.
   virtual std::optional<Value> property(const RegistryEntry& entry, const std::string& key) = 0;
 

@@ -18,26 +18,47 @@ class NotificationCenter::Observer : public Registration {
 std::unique_ptr<Registration> NotificationCenter::addObserver(std::string name, Handler handler) {
   std::lock_guard lock(mutex_);
   const uint64_t id = nextId_++;
-  entries_.push_back({id, std::move(name), std::make_shared<Handler>(std::move(handler))});
+  auto entries = std::make_shared<Entries>(*entries_);
+  entries->push_back({id, std::move(name), std::make_shared<Handler>(std::move(handler))});
+  entries_ = std::move(entries);
   return std::make_unique<Observer>(*this, id);
 }
 
 void NotificationCenter::remove(uint64_t id) {
   std::lock_guard lock(mutex_);
-  std::erase_if(entries_, [&](const Entry& e) { return e.id == id; });
+  auto entries = std::make_shared<Entries>(*entries_);
+  std::erase_if(*entries, [&](const Entry& e) { return e.id == id; });
+  entries_ = std::move(entries);
 }
 
-void NotificationCenter::post(std::string name, const void* object, Dictionary userInfo) {
-  // Deliver outside the lock to a snapshot, so that a handler may post or (un)register.
-  std::vector<std::shared_ptr<Handler>> targets;
+void NotificationCenter::post(std::string_view name, const void* object, Dictionary userInfo) {
+  // Deliver outside the lock, to the list as it is now, so that a handler may post or
+  // (un)register; the list keeps its handlers alive until the delivery ends.
+  std::shared_ptr<const Entries> entries;
   {
     std::lock_guard lock(mutex_);
-    for (const Entry& e : entries_) {
-      if (e.name.empty() || e.name == name) targets.push_back(e.handler);
-    }
+    entries = entries_;
   }
-  Notification notification{std::move(name), object, std::move(userInfo)};
-  for (const auto& handler : targets) (*handler)(notification);
+  // A handler may post in turn: each depth has a notification of its own.
+  thread_local std::vector<std::unique_ptr<Notification>> reused;
+  thread_local size_t depth = 0;
+  if (depth == reused.size()) reused.push_back(std::make_unique<Notification>());
+  Notification& notification = *reused[depth];
+  notification.name.assign(name);
+  notification.object = object;
+  notification.userInfo = std::move(userInfo);
+  struct Nested {
+    Notification& notification;
+    explicit Nested(Notification& n) : notification(n) { ++depth; }
+    ~Nested() {
+      --depth;
+      notification.userInfo.clear();  // what the poster handed over goes with the delivery
+      notification.object = nullptr;
+    }
+  } nested(notification);
+  for (const Entry& e : *entries) {
+    if (e.name.empty() || e.name == notification.name) (*e.handler)(notification);
+  }
 }
 
 }  // namespace tl::platform

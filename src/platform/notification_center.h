@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/registration.h"
@@ -21,7 +22,12 @@ struct Notification {
 
 // Observers run on the posting thread, in the order they were added, before post() returns;
 // that is what lets power observers finish their work before the system is allowed to sleep.
-// Observers may be added and removed from any thread, also from inside a delivery.
+// Observers may be added and removed from any thread, also from inside a delivery; a delivery
+// goes to the observers there were when it began.
+//
+// Every power event is a post, so a post allocates nothing once its name has been posted on
+// the thread before: the observer list is shared copy-on-write, and each thread reuses one
+// notification per nesting depth.
 class NotificationCenter {
  public:
   using Handler = std::function<void(const Notification&)>;
@@ -33,7 +39,7 @@ class NotificationCenter {
   // Observes name from any sender; an empty name observes every notification. Destroying the
   // registration removes the observer; it must not outlive the centre.
   std::unique_ptr<Registration> addObserver(std::string name, Handler handler);
-  void post(std::string name, const void* object, Dictionary userInfo = {});
+  void post(std::string_view name, const void* object, Dictionary userInfo = {});
 
  private:
   class Observer;
@@ -44,8 +50,11 @@ class NotificationCenter {
   };
   void remove(uint64_t id);
 
+  using Entries = std::vector<Entry>;
+
   mutable std::mutex mutex_;
-  std::vector<Entry> entries_;
+  // Replaced, never changed, so that a delivery can go on with the list it began with.
+  std::shared_ptr<const Entries> entries_ = std::make_shared<const Entries>();
   uint64_t nextId_ = 1;
 };
 

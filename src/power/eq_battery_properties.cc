@@ -10,25 +10,29 @@ using tl::platform::Value;
 EQBatteryProperties::EQBatteryProperties(tl::platform::RegistryEntryRef entry)
     : batteryEntry(std::move(entry)) {}
 
+tl::platform::RegistryEntryRef EQBatteryProperties::findBatteryEntry() {
+  return tl::platform::Current().registry().matchServiceByClass(tl::platform::kBatteryClass);
+}
+
 std::shared_ptr<EQBatteryProperties> EQBatteryProperties::init() {
-  auto entry = tl::platform::Current().registry().matchServiceByClass(tl::platform::kBatteryClass);
-  return std::make_shared<EQBatteryProperties>(std::move(entry));
+  return std::make_shared<EQBatteryProperties>(findBatteryEntry());
 }
 
 EQBatteryProperties::~EQBatteryProperties() = default;
 
 const tl::platform::Dictionary* EQBatteryProperties::batteryProperties() const {
-  if (_batteryProperties) return &*_batteryProperties;
+  if (_batteryProperties) return _batteryProperties.get();
   if (!batteryEntry) return nullptr;
-  tl::platform::Dictionary read;
+  std::shared_ptr<const tl::platform::Dictionary> read;
   tl::Status status = tl::platform::Current().registry().properties(*batteryEntry, &read);
   if (!status.ok()) {
     TLLog("Unable to get properties for battery (0x%08x)", static_cast<unsigned>(status.code()));
     return nullptr;
   }
-  // Fixed from here on: every question of this instance sees one consistent set of values.
+  // Fixed from here on: every question of this instance sees one consistent set of values. The
+  // registry never changes a snapshot it handed out, so holding it is enough; no copy is made.
   _batteryProperties = std::move(read);
-  return &*_batteryProperties;
+  return _batteryProperties.get();
 }
 
 bool EQBatteryProperties::gasGaugeEnabled() {
@@ -42,7 +46,7 @@ bool EQBatteryProperties::gasGaugeEnabled() {
   return cached == 1;
 }
 
-const Value* EQBatteryProperties::propertyForKey(const std::string& key) const {
+const Value* EQBatteryProperties::propertyForKey(std::string_view key) const {
   const tl::platform::Dictionary* all = batteryProperties();
   return all ? tl::platform::Find(*all, key) : nullptr;
 }

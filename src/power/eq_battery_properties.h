@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/device_registry.h"
 #include "platform/value.h"
@@ -18,6 +19,8 @@ class EQBatteryProperties : public tl::platform::Object {
   explicit EQBatteryProperties(tl::platform::RegistryEntryRef batteryEntry);
   // init: the first registry service of the battery class (none when there is none).
   static std::shared_ptr<EQBatteryProperties> init();
+  // That service, for a snapshot that lives on the stack of one event.
+  static tl::platform::RegistryEntryRef findBatteryEntry();
   // The class operation properties: a new instance made with init.
   static std::shared_ptr<EQBatteryProperties> properties() { return init(); }
   ~EQBatteryProperties() override;  // dealloc
@@ -51,7 +54,7 @@ class EQBatteryProperties : public tl::platform::Object {
   bool fullyCharged() const;
   int64_t updateTime() const;
   bool draining() const;
-  const tl::platform::Value* propertyForKey(const std::string& key) const;
+  const tl::platform::Value* propertyForKey(std::string_view key) const;
   std::string humanReadableChargingState() const;
   // Drops the cache; the next question reads the entry again.
   void invalidateCache();
@@ -64,5 +67,6 @@ class EQBatteryProperties : public tl::platform::Object {
   bool boolFor(const char* key) const;
 
   tl::platform::RegistryEntryRef batteryEntry;
-  mutable std::optional<tl::platform::Dictionary> _batteryProperties;
+  // The registry's snapshot, shared with its other readers and never changed by anyone.
+  mutable std::shared_ptr<const tl::platform::Dictionary> _batteryProperties;
 };

@@ -20,12 +20,29 @@ std::string Library(const OrderedJson& value) {
 TEST(JsonLineTest, WritesWhatTheLibraryWrites) {
   // Strings that need escapes or are not valid UTF-8 (replaced), long keys that cross the word
   // boundaries of the plain-text check, and the numbers whose forms differ between formatters.
-  const std::vector<std::string> texts = {
-      "", "plain", "com.veltro.power.state.unplugged_screen_on.energy", "quote\"d",
-      "back\\slash", "tab\there", std::string("nul\0byte", 8), "del\x7f", "caf\xc3\xa9",
-      "bad\xff utf8", "exactly8", "sixteen chars ok"};
-  const std::vector<double> doubles = {0.0, -0.0, 1.0, 0.1, 1e16, 1e15, 1e-5, 1e-4, 123456.789,
-                                       -2.5e-300, std::numeric_limits<double>::infinity(),
+  const std::vector<std::string> texts = {"",
+                                          "plain",
+                                          "com.veltro.power.state.unplugged_screen_on.energy",
+                                          "quote\"d",
+                                          "back\\slash",
+                                          "tab\there",
+                                          std::string("nul\0byte", 8),
+                                          "del\x7f",
+                                          "caf\xc3\xa9",
+                                          "bad\xff utf8",
+                                          "exactly8",
+                                          "sixteen chars ok"};
+  const std::vector<double> doubles = {0.0,
+                                       -0.0,
+                                       1.0,
+                                       0.1,
+                                       1e16,
+                                       1e15,
+                                       1e-5,
+                                       1e-4,
+                                       123456.789,
+                                       -2.5e-300,
+                                       std::numeric_limits<double>::infinity(),
                                        std::nan("")};
   const std::vector<double> seconds = {0, 28.281, 1e16, 86400, -3};
   for (const std::string& text : texts) {
@@ -54,11 +71,15 @@ TEST(JsonLineTest, WritesWhatTheLibraryWrites) {
 
   // A dictionary of every kind of value, nested, as the batch and notification lines carry.
   tl::platform::Dictionary inner = {{"z", int64_t{-1}}, {"a", true}};
-  tl::platform::Dictionary values = {
-      {"int", int64_t{42}},  {"big", uint64_t{18446744073709551615ULL}}, {"double", 2.5},
-      {"bool", false},       {"null", tl::platform::Value()},            {"text", "t\"x"},
-      {"bytes", tl::platform::Bytes{1, 2}}, {"array", tl::platform::Array{1, "two"}},
-      {"inner", inner}};
+  tl::platform::Dictionary values = {{"int", int64_t{42}},
+                                     {"big", uint64_t{18446744073709551615ULL}},
+                                     {"double", 2.5},
+                                     {"bool", false},
+                                     {"null", tl::platform::Value()},
+                                     {"text", "t\"x"},
+                                     {"bytes", tl::platform::Bytes{1, 2}},
+                                     {"array", tl::platform::Array{1, "two"}},
+                                     {"inner", inner}};
   std::string line;
   JsonLine(line).key("first").dictionary(&values).key("second").dictionary(nullptr).finish();
   OrderedJson expected;

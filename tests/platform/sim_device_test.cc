@@ -22,10 +22,14 @@ TEST(SimDevice, RegistryServesBatteryAndBacklightWithTheirMessages) {
   auto& registry = device.registry();
   RegistryEntryRef battery = registry.matchServiceByClass("DVPMPowerSource");
   ASSERT_TRUE(battery);
-  Dictionary properties;
+  std::shared_ptr<const Dictionary> properties;
   ASSERT_TRUE(registry.properties(*battery, &properties).ok());
-  EXPECT_EQ(properties.at("CurrentCapacity"), Value(1500));
-  EXPECT_TRUE(properties.at("CurrentCapacity").isInteger());
+  EXPECT_EQ(properties->at("CurrentCapacity"), Value(1500));
+  EXPECT_TRUE(properties->at("CurrentCapacity").isInteger());
+  // Reads share one snapshot until the battery changes.
+  std::shared_ptr<const Dictionary> again;
+  ASSERT_TRUE(registry.properties(*battery, &again).ok());
+  EXPECT_EQ(again, properties);
 
   Dictionary matching{{kPropertyMatchKey, Dictionary{{"backlight-control", true}}}};
   RegistryEntryRef backlight = registry.matchServiceByProperties(matching);
@@ -55,6 +59,13 @@ TEST(SimDevice, RegistryServesBatteryAndBacklightWithTheirMessages) {
   device.runUntilIdle();
   EXPECT_THAT(messages, ElementsAre(kMessageBatteryStatusChanged));
   EXPECT_EQ(*registry.property(*battery, "CurrentCapacity"), Value(1500));  // merged, kept
+  // A snapshot read before the change still holds what it held; a new read has the change.
+  EXPECT_EQ(properties->at("Voltage"), Value(3800));
+  ASSERT_TRUE(registry.properties(*battery, &again).ok());
+  EXPECT_EQ(again->at("Voltage"), Value(3700));
+  device.set({{"battery", {{"Voltage", 3600}}}});
+  ASSERT_TRUE(registry.properties(*battery, &again).ok());
+  EXPECT_EQ(again->at("Voltage"), Value(3600));
 
   // No entry: no match, and an interest on nothing fails.
   device.set({{"battery", nullptr}, {"backlight", nullptr}});

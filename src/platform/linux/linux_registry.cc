@@ -103,28 +103,30 @@ Status LinuxRegistry::addInterestNotification(NotificationPort& port,
   return Status::OK();
 }
 
-Status LinuxRegistry::properties(const RegistryEntry& entry, Dictionary* out) {
+Status LinuxRegistry::properties(const RegistryEntry& entry,
+                                 std::shared_ptr<const Dictionary>* out) {
+  // Each read is the sysfs reading of the moment, made once and then shared by its readers.
   const auto& e = static_cast<const Entry&>(entry);
   if (e.kind == Entry::Kind::kBattery) {
     BatteryReading reading = battery_.reading();
     if (!reading.present) return Status::Error(kReturnNotFound, "the battery is gone");
-    *out = std::move(reading.properties);
+    *out = std::make_shared<const Dictionary>(std::move(reading.properties));
     return Status::OK();
   }
   if (e.kind == Entry::Kind::kBacklight) {
     auto brightness = backlight_.brightness();
     if (!brightness) return Status::Error(kReturnNotFound, "the backlight is gone");
-    *out = BacklightProperties(std::move(*brightness));
+    *out = std::make_shared<const Dictionary>(BacklightProperties(std::move(*brightness)));
     return Status::OK();
   }
-  *out = Dictionary();
+  *out = std::make_shared<const Dictionary>();
   return Status::OK();
 }
 
 std::optional<Value> LinuxRegistry::property(const RegistryEntry& entry, const std::string& key) {
-  Dictionary all;
+  std::shared_ptr<const Dictionary> all;
   if (!properties(entry, &all).ok()) return std::nullopt;
-  const Value* value = Find(all, key);
+  const Value* value = Find(*all, key);
   if (!value) return std::nullopt;
   return *value;
 }

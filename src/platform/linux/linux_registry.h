@@ -32,7 +32,8 @@ class LinuxRegistry : public platform::DeviceRegistry, public platform::SystemPo
                                  const std::string& interestType,
                                  platform::InterestCallback callback,
                                  std::unique_ptr<platform::Registration>* out) override;
-  Status properties(const platform::RegistryEntry& entry, platform::Dictionary* out) override;
+  Status properties(const platform::RegistryEntry& entry,
+                    std::shared_ptr<const platform::Dictionary>* out) override;
   std::optional<platform::Value> property(const platform::RegistryEntry& entry,
                                           const std::string& key) override;
   float displayBrightness() override;

@@ -63,6 +63,7 @@ void SimDevice::set(const DeviceFields& fields) {
   // Files first: when one cannot be written, nothing of the change has happened.
   writeFiles(fields.files);
   fields.applyTo(state_);
+  registry_.batteryChanged();
   syncClock();
   notifications_.setState(platform::kBatterySaverModeNotification, state_.lpm);
 }
@@ -83,6 +84,7 @@ void SimDevice::postNamedNotification(const std::string& name, std::optional<uin
 void SimDevice::mergeBattery(const platform::Dictionary& properties) {
   if (!state_.battery) state_.battery.emplace();
   for (const auto& [key, value] : properties) (*state_.battery)[key] = value;
+  registry_.batteryChanged();
   registry_.batteryMessage(platform::kMessageBatteryStatusChanged);
 }
 

@@ -61,10 +61,15 @@ SimRegistry::SimRegistry(SimContext context)
 
 SimRegistry::~SimRegistry() = default;
 
-const std::optional<Dictionary>& SimRegistry::propertiesOf(const Entry& entry) const {
-  if (entry.battery) return context_.state.battery;
-  // The backlight's properties are made from its brightness once per change of it, as a real
-  // registry keeps its properties.
+const std::shared_ptr<const Dictionary>& SimRegistry::propertiesOf(const Entry& entry) const {
+  if (entry.battery) {
+    if (!batteryMade_) {
+      const std::optional<Dictionary>& battery = context_.state.battery;
+      batteryProperties_ = battery ? std::make_shared<const Dictionary>(*battery) : nullptr;
+      batteryMade_ = true;
+    }
+    return batteryProperties_;
+  }
   const std::optional<Backlight>& backlight = context_.state.backlight;
   if (backlightMadeFrom_ && *backlightMadeFrom_ == backlight) return backlightProperties_;
   backlightMadeFrom_ = backlight;
@@ -74,7 +79,8 @@ const std::optional<Dictionary>& SimRegistry::propertiesOf(const Entry& entry) c
     if (backlight->min) brightness.emplace("min", *backlight->min);
     if (backlight->max) brightness.emplace("max", *backlight->max);
     if (backlight->value) brightness.emplace("value", *backlight->value);
-    backlightProperties_ = BacklightProperties(std::move(brightness));
+    backlightProperties_ =
+        std::make_shared<const Dictionary>(BacklightProperties(std::move(brightness)));
   }
   return backlightProperties_;
 }
@@ -119,10 +125,10 @@ Status SimRegistry::addInterestNotification(NotificationPort& port, const Regist
   return Status::OK();
 }
 
-Status SimRegistry::properties(const RegistryEntry& entry, Dictionary* out) {
+Status SimRegistry::properties(const RegistryEntry& entry, std::shared_ptr<const Dictionary>* out) {
   const auto& properties = propertiesOf(static_cast<const Entry&>(entry));
   if (!properties) return Status::Error(kReturnNotFound, "not found");
-  *out = *properties;
+  *out = properties;
   return Status::OK();
 }
 

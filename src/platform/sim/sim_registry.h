@@ -28,7 +28,8 @@ class SimRegistry : public platform::DeviceRegistry, public platform::SystemPowe
                                  const std::string& interestType,
                                  platform::InterestCallback callback,
                                  std::unique_ptr<platform::Registration>* out) override;
-  Status properties(const platform::RegistryEntry& entry, platform::Dictionary* out) override;
+  Status properties(const platform::RegistryEntry& entry,
+                    std::shared_ptr<const platform::Dictionary>* out) override;
   std::optional<platform::Value> property(const platform::RegistryEntry& entry,
                                           const std::string& key) override;
   float displayBrightness() override;
@@ -42,6 +43,8 @@ class SimRegistry : public platform::DeviceRegistry, public platform::SystemPowe
   // The hardware side: a message from the battery entry or the backlight service to its
   // interest registrations, and a system-power message to its registrations.
   void batteryMessage(uint32_t messageType);
+  // The device state's battery changed: the next read makes a new snapshot.
+  void batteryChanged() { batteryMade_ = false; }
   void backlightMessage(uint32_t messageType);
   void systemPowerMessage(uint32_t messageType, intptr_t notificationId);
 
@@ -66,8 +69,8 @@ class SimRegistry : public platform::DeviceRegistry, public platform::SystemPowe
     const Notifier* notifier;
   };
 
-  // The entry's properties as the device state has them now.
-  const std::optional<platform::Dictionary>& propertiesOf(const Entry& entry) const;
+  // The entry's properties as the device state has them now; nullptr when it has none.
+  const std::shared_ptr<const platform::Dictionary>& propertiesOf(const Entry& entry) const;
   void deliver(const std::shared_ptr<Entry>& entry, uint32_t messageType);
 
   SimContext context_;
@@ -76,8 +79,13 @@ class SimRegistry : public platform::DeviceRegistry, public platform::SystemPowe
   std::vector<InterestRecord> interests_;
   std::vector<PowerRecord> power_;
   uint32_t nextConnect_ = 0x2a03;
-  // The backlight's properties, and the brightness they were made from (empty until made).
-  mutable std::optional<platform::Dictionary> backlightProperties_;
+  // Each entry's properties are made from the device state once per change of it, as a real
+  // registry keeps its properties, and handed out as one shared snapshot until the next change.
+  // The battery's, and whether they are made since it last changed.
+  mutable std::shared_ptr<const platform::Dictionary> batteryProperties_;
+  mutable bool batteryMade_ = false;
+  // The backlight's, and the brightness they were made from (empty until made).
+  mutable std::shared_ptr<const platform::Dictionary> backlightProperties_;
   mutable std::optional<std::optional<Backlight>> backlightMadeFrom_;
 };
 
