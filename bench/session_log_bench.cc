@@ -26,6 +26,21 @@ std::unique_ptr<Listener> StartedListener(tl::bench::BenchDevice& device) {
   return listener;
 }
 
+// Before each write: a second later, so that the log gets a name of its own (a log whose name
+// is taken fails to move into place, which is not what is measured), and the earlier logs gone.
+void NextLogSlot(tl::bench::BenchDevice& device) {
+  device.advanceBy(1);
+  std::error_code ignored;
+  std::filesystem::remove_all(device.hostPath("/var/mobile/Library/Logs/Faultkeeper"), ignored);
+  std::filesystem::create_directories(device.hostPath("/var/mobile/Library/Logs/Faultkeeper"));
+}
+
+// How many session logs are in place: one per iteration when every write moved its log.
+size_t LogsWritten(tl::bench::BenchDevice& device) {
+  const auto dir = device.hostPath("/var/mobile/Library/Logs/Faultkeeper");
+  return std::distance(std::filesystem::directory_iterator(dir), {});
+}
+
 std::string BundleRecord(int i) {
   return "[\"com.example.bundle" + std::to_string(i) +
          "\",2,\"00112233-4455-6677-8899-AABBCCDDEEFF\",\"" + std::to_string(100 + i) + "\",\"1." +
@@ -53,6 +68,7 @@ void BM_WriteSessionLog(benchmark::State& state) {
         session->appendEvent(TLSessionEvent(8, 30 + e, 1767225600 + 60 * e));
       }
     }
+    NextLogSlot(device);
 #ifdef TL_HEAP_COUNTING
     tl::bench::ResetHeapPeak();
     const int64_t before = tl::bench::Heap().bytesInUse;
@@ -60,6 +76,9 @@ void BM_WriteSessionLog(benchmark::State& state) {
     state.ResumeTiming();
     listener->sessionQueue().async([&] { listener->writeSessionLogUsingBundles(&bundles); });
     device.runUntilIdle();
+    state.PauseTiming();
+    if (LogsWritten(device) != 1) state.SkipWithError("the session log was not moved into place");
+    state.ResumeTiming();
 #ifdef TL_HEAP_COUNTING
     state.PauseTiming();
     peakAbove = std::max(peakAbove, tl::bench::Heap().peakBytes - before);
@@ -93,9 +112,13 @@ void BM_RebuildPreviousPeriod(benchmark::State& state) {
     state.PauseTiming();
     std::ofstream(device.hostPath(TLSessionPersistenceManager::kBundleLogPath)) << bundleLines;
     std::ofstream(device.hostPath(TLSessionPersistenceManager::kEventLogPath)) << eventLines;
+    NextLogSlot(device);
     state.ResumeTiming();
     listener->sessionQueue().async([&] { listener->writePreviousSessionLog(); });
     device.runUntilIdle();
+    state.PauseTiming();
+    if (LogsWritten(device) != 1) state.SkipWithError("the previous period's log is missing");
+    state.ResumeTiming();
   }
   listener.reset();
   tl::platform::MakeCurrent(nullptr);
