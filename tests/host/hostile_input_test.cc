@@ -62,6 +62,20 @@ TEST_F(ReplayTest, AFileTheDeviceCannotWriteStopsTheReplayAtItsLine) {
   // Line 2 ran; line 4 did not.
   ASSERT_EQ(run.only("distribution").size(), 1u);
   EXPECT_EQ(run.only("distribution")[0]["value"], 2);
+  // And the store kept line 2's sample: a line that writes files is a transaction of its own.
+  sqlite3* store = nullptr;
+  ASSERT_EQ(sqlite3_open_v2(db().c_str(), &store, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+  sqlite3_stmt* samples = nullptr;
+  ASSERT_EQ(sqlite3_prepare_v2(store,
+                               "SELECT count, sum FROM distributions "
+                               "WHERE key = 'com.veltro.dovetop.thermalLevels'",
+                               -1, &samples, nullptr),
+            SQLITE_OK);
+  ASSERT_EQ(sqlite3_step(samples), SQLITE_ROW);
+  EXPECT_EQ(sqlite3_column_int64(samples, 0), 1);
+  EXPECT_EQ(sqlite3_column_double(samples, 1), 2.0);
+  sqlite3_finalize(samples);
+  sqlite3_close(store);
 }
 
 TEST_F(ReplayTest, DamagedStoresAreNamedAndNeverReadInPart) {
