@@ -87,21 +87,45 @@ Database::Database(const std::string& path, Mode mode) : path_(path) {
     }
     if (!S_ISREG(info.st_mode)) throw CommandError(kExitReadWrite, path + ": not a file");
   }
-  sqlite3* db = nullptr;
-  const int flags =
-      mode == Mode::kReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-  const int rc = sqlite3_open_v2(path.c_str(), &db, flags, nullptr);
-  db_.reset(db);
-  if (rc != SQLITE_OK) {
-    throw CommandError(kExitReadWrite, path + ": cannot open the store: " +
-                                           (db ? sqlite3_errmsg(db) : "out of memory"));
+  if (mode == Mode::kReadOnly) {
+    open(SQLITE_OPEN_READONLY);
+    // A writer killed inside a transaction leaves a journal that must be rolled back before
+    // anyone can read, and a read-only connection may not do it. Only then does a reader open
+    // for writing, to let SQLite restore the last committed state; it still writes nothing of
+    // its own.
+    if (!readsSchema()) {
+      open(SQLITE_OPEN_READWRITE);
+      exec("PRAGMA query_only = ON");
+      readsSchema();
+    }
+    return;
   }
-  sqlite3_busy_timeout(db, 5000);
-  if (mode == Mode::kReadOnly) return;
+  open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   // The daemon's stores are written a step at a time: write-ahead logging keeps each step's
   // transaction cheap, and synchronous NORMAL loses at most the last steps in a power cut.
   exec("PRAGMA journal_mode = WAL");
   exec("PRAGMA synchronous = NORMAL");
+}
+
+void Database::open(int flags) {
+  db_.reset();
+  sqlite3* db = nullptr;
+  const int rc = sqlite3_open_v2(path_.c_str(), &db, flags, nullptr);
+  db_.reset(db);
+  if (rc != SQLITE_OK) {
+    throw CommandError(kExitReadWrite, path_ + ": cannot open the store: " +
+                                           (db ? sqlite3_errmsg(db) : "out of memory"));
+  }
+  sqlite3_busy_timeout(db, 5000);
+}
+
+bool Database::readsSchema() {
+  const int rc =
+      sqlite3_exec(db_.get(), "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
+  if (rc == SQLITE_OK) return true;
+  // Any other failure (a file of another kind, a busy store) is the caller's to report.
+  const int why = sqlite3_extended_errcode(db_.get());
+  return why != SQLITE_READONLY_ROLLBACK && why != SQLITE_READONLY_RECOVERY;
 }
 
 void Database::exec(const char* sql) {

@@ -61,6 +61,9 @@ class Database {
   struct Close {
     void operator()(sqlite3* db) const { sqlite3_close(db); }
   };
+  void open(int flags);
+  // False when the schema cannot be read until a writer recovers the store.
+  bool readsSchema();
   std::string path_;
   std::unique_ptr<sqlite3, Close> db_;
 };

@@ -1,5 +1,7 @@
 // tallyd's command line: help and version, option forms, exit statuses, stores opened only for
 // reading, and replays that never add to an earlier one by accident.
+#include <sqlite3.h>
+
 #include "host/replay_fixture.h"
 
 namespace tl::testing {
@@ -60,6 +62,32 @@ TEST_F(ReplayTest, ReadingCommandsNeverCreateAStore) {
     Result directory = tallyd(std::string(command) + " --db " + dir_.string());
     EXPECT_EQ(directory.status, 74);
   }
+}
+
+TEST_F(ReplayTest, AStoreWhoseWriterDiedMidTransactionIsReadAtItsLastCommit) {
+  ASSERT_EQ(replay(kTrace).status, 0);
+  const std::vector<std::string> committed = keys("com.veltro.dovetop");
+  ASSERT_EQ(committed.size(), 2u);
+  // A writer inside a transaction too large for its cache, copied as it stands: the copy holds
+  // uncommitted pages and a hot journal, as after a kill, and only a writer may roll it back.
+  sqlite3* writer = nullptr;
+  ASSERT_EQ(sqlite3_open(db().c_str(), &writer), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(writer,
+                         "PRAGMA journal_mode = DELETE; PRAGMA cache_size = 2; BEGIN;"
+                         "DELETE FROM distributions;"
+                         "INSERT INTO meta VALUES ('ballast', printf('%.*c', 100000, 'x'));",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  const fs::path copy = dir_ / "crashed.db";
+  fs::copy_file(db(), copy);
+  fs::copy_file(db() + "-journal", copy.string() + "-journal");
+  sqlite3_close(writer);
+
+  const std::string thermal = "com.veltro.dovetop.thermalLevels";
+  Result read = tallyd("keys --db " + copy.string() + " " + thermal);
+  EXPECT_EQ(read.status, 0) << read.err;
+  EXPECT_EQ(read.out, committed[0] + "\n" + committed[1] + "\n");
+  EXPECT_FALSE(fs::exists(copy.string() + "-journal"));
 }
 
 TEST_F(ReplayTest, KeysTakeDaysAndFormats) {
