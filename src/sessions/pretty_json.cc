@@ -15,7 +15,9 @@ bool Plain(std::string_view text) {
   return true;
 }
 
-void AppendString(std::string& out, std::string_view text) {
+}  // namespace
+
+void AppendQuoted(std::string& out, std::string_view text) {
   if (Plain(text)) {
     out += '"';
     out += text;
@@ -26,7 +28,11 @@ void AppendString(std::string& out, std::string_view text) {
   out += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-}  // namespace
+void AppendMemberStart(std::string& out, std::string_view key, int indent) {
+  AppendIndent(out, indent);
+  AppendQuoted(out, key);
+  out += kMemberSeparator;
+}
 
 void AppendPretty(std::string& out, const nlohmann::json& value, int indent) {
   if (value.is_object() || value.is_array()) {
@@ -42,10 +48,10 @@ void AppendPretty(std::string& out, const nlohmann::json& value, int indent) {
       for (auto it = value.begin(); it != value.end(); ++it) {
         if (!first) out += ",\n";
         first = false;
-        AppendIndent(out, indent + 2);
         if (object) {
-          AppendString(out, it.key());
-          out += kMemberSeparator;
+          AppendMemberStart(out, it.key(), indent + 2);
+        } else {
+          AppendIndent(out, indent + 2);
         }
         AppendPretty(out, *it, indent + 2);
       }
@@ -56,7 +62,7 @@ void AppendPretty(std::string& out, const nlohmann::json& value, int indent) {
     return;
   }
   if (value.is_string()) {
-    AppendString(out, value.get_ref<const std::string&>());
+    AppendQuoted(out, value.get_ref<const std::string&>());
     return;
   }
   out += value.dump();

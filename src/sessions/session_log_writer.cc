@@ -6,7 +6,7 @@
 #include "base/saturated_cast.h"
 #include "platform/device_paths.h"
 #include "platform/platform.h"
-#include "sessions/pretty_json.h"
+#include "sessions/chunked_writer.h"
 #include "sessions/record_values.h"
 #include "sessions/session_log_layout.h"
 #include "sessions/tl_application_state_change_event_listener.h"
@@ -19,45 +19,6 @@ namespace {
 
 constexpr char kTimestampFormat[] = "yyyy-MM-dd'T'HH':'mm':'ssZZ";
 constexpr char kFileNameFormat[] = "yyyy-MM-dd-HHmmss";
-constexpr size_t kWriteChunk = 64 * 1024;
-
-// Collects small pieces and hands them to the file in large writes; the log is never held
-// whole in memory.
-class ChunkedWriter {
- public:
-  explicit ChunkedWriter(tl::platform::WriteHandle& handle) : handle_(handle) {
-    buffer_.reserve(kWriteChunk);
-  }
-  void append(std::string_view bytes) {
-    if (!status_.ok()) return;
-    // The buffer never grows past one chunk; a piece larger than that goes out as it is.
-    if (buffer_.size() + bytes.size() > kWriteChunk) flush();
-    if (bytes.size() >= kWriteChunk) {
-      write(bytes);
-    } else {
-      buffer_.append(bytes);
-    }
-  }
-  // The first failure of any write, after writing what is left.
-  tl::Status finish() {
-    flush();
-    return status_;
-  }
-
- private:
-  void flush() {
-    write(buffer_);
-    buffer_.clear();
-  }
-  void write(std::string_view bytes) {
-    if (status_.ok() && !bytes.empty()) {
-      status_ = handle_.write({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
-    }
-  }
-  tl::platform::WriteHandle& handle_;
-  std::string buffer_;
-  tl::Status status_;
-};
 
 bool Skipped(const TLBundleSession& session, bool filter) {
   return (filter && !session.is_beta()) || session.eventCount() == 0;
@@ -153,24 +114,21 @@ void TLApplicationStateChangeEventListener::writeSessionData(
        {"machine_config", _Model},
        {"sessions_data", json::array()},
        {"scheduled", !fromRecords}});
-  ChunkedWriter out(*handle);
+  tl::sessions::ChunkedWriter out(*handle);
   out.append(layout.head());
 
   // Written sessions give up their events; they are given back if the log cannot be finished.
   std::vector<std::pair<SessionRef, std::vector<TLSessionEvent>>> taken;
   taken.reserve(count);
   bool firstObject = true;
-  std::string object;
   for (const SessionList& list : bundles) {
     for (const SessionRef& session : list) {
       if (Skipped(*session, filter)) continue;
       taken.emplace_back(session, std::vector<TLSessionEvent>());
-      json info = session->getInfoWithFormatter(formatter, &taken.back().second);
-      object.clear();
-      if (!firstObject) object += tl::sessions::SessionLogLayout::separator();
+      if (!firstObject) out.text() += tl::sessions::SessionLogLayout::separator();
       firstObject = false;
-      tl::sessions::AppendPretty(object, info);
-      out.append(object);
+      session->appendInfoWithFormatter(out, formatter, &taken.back().second);
+      out.drain();
     }
   }
   out.append(layout.tail());

@@ -17,6 +17,9 @@
 #include "sessions/tl_session_event.h"
 
 class TLDateFormatter;
+namespace tl::sessions {
+class ChunkedWriter;
+}
 
 // A store number (item identifier, store front) as it came: an integer from the registry, a
 // number of any kind from a record, written back as it came.
@@ -81,6 +84,9 @@ class TLBundleSession {
   // removedEvents when given (so that a log that fails to be written can give them back).
   nlohmann::json getInfoWithFormatter(const TLDateFormatter& formatter,
                                       std::vector<TLSessionEvent>* removedEvents = nullptr);
+  // The same object, written straight to out in the session log's layout, event by event.
+  void appendInfoWithFormatter(tl::sessions::ChunkedWriter& out, const TLDateFormatter& formatter,
+                               std::vector<TLSessionEvent>* removedEvents);
 
   // The session's entry in the daily report when it was active since the last one; clears the
   // mark either way.
@@ -129,6 +135,9 @@ class TLBundleSession {
   std::optional<StoreNumber> _storeFront;
 
   void learnExecutable(int32_t pid);
+  // The log object's members but "app_events"; logs that the session is being written.
+  nlohmann::json infoWithoutEvents() const;
+  void giveUpEvents(std::vector<TLSessionEvent>* removedEvents);
 };
 
 // The text a log line shows for a string that may be absent.

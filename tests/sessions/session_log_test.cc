@@ -4,7 +4,9 @@
 
 #include <filesystem>
 
+#include "sessions/chunked_writer.h"
 #include "sessions/listener_test_support.h"
+#include "sessions/pretty_json.h"
 #include "sessions/tl_date_formatter.h"
 
 namespace {
@@ -268,6 +270,55 @@ TEST(SessionLog, EventObjectsByKindAndOddValues) {
   auto plainInfo = plain->getInfoWithFormatter(formatter);
   EXPECT_FALSE(plainInfo.contains("slice_uuid"));
   EXPECT_FALSE(plainInfo.contains("app_arch"));
+}
+
+// Keeps what it is given.
+class KeptBytes : public tl::platform::WriteHandle {
+ public:
+  tl::Status seekToEnd() override { return tl::Status(); }
+  tl::Status write(std::span<const uint8_t> bytes) override {
+    text.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    return tl::Status();
+  }
+  std::string text;
+};
+
+TEST(SessionLog, AnObjectWrittenStraightIsTheObjectPrettyPrinted) {
+  CurrentDevice device(tl::testing::Json{{"time_zone", "Australia/Lord_Howe"}});
+  TLDateFormatter formatter("en_US_POSIX", "yyyy-MM-dd'T'HH':'mm':'ssZZ");
+  const std::vector<std::pair<const char*, std::vector<TLSessionEvent>>> cases = {
+      // Every kind, an unnamed state and install type, and a start before 1970.
+      {R"(["com.example.odd",3,"00112233-4455-6677-8899-AABBCCDDEEFF","1","1.0","",7.5,"c",
+          143441,true,4])",
+       {TLSessionEvent(8, 100, 50), TLSessionEvent(64, 1, 1767225600),
+        TLSessionEvent(0x1C009, 0, 1775316600), TLSessionEvent(0x3C002, 0, 1775318400),
+        TLSessionEvent(0x20000, 0, 1767225600), TLSessionEvent(0x40000, 0, 1767225600),
+        TLSessionEvent(0x60000, 0, 1767225600), TLSessionEvent(0x50000, 0, 1767225600)}},
+      // Only events that are never written: an empty list.
+      {R"(["com.example.none"])", {TLSessionEvent(0x60000, 0, 1), TLSessionEvent(0xF0000, 0, 2)}},
+      // Text that must be escaped or lies beyond ASCII, and a negative architecture.
+      {"[\"com.\\\"q\\u0001\\u00e9\", -2, \"\", \"\\n\"]", {TLSessionEvent(4, 3, 9)}},
+  };
+  for (const auto& [record, events] : cases) {
+    SCOPED_TRACE(record);
+    auto asValue = TLBundleSession::initWithRecordArray(nlohmann::json::parse(record));
+    auto straight = TLBundleSession::initWithRecordArray(nlohmann::json::parse(record));
+    for (const auto& event : events) {
+      asValue->appendEvent(event);
+      straight->appendEvent(event);
+    }
+    std::string expected;
+    tl::sessions::AppendPretty(expected, asValue->getInfoWithFormatter(formatter));
+
+    KeptBytes file;
+    tl::sessions::ChunkedWriter out(file);
+    std::vector<TLSessionEvent> taken;
+    straight->appendInfoWithFormatter(out, formatter, &taken);
+    ASSERT_TRUE(out.finish().ok());
+    EXPECT_EQ(file.text, expected);
+    EXPECT_EQ(straight->eventCount(), 0u);
+    EXPECT_EQ(taken.size(), events.size());
+  }
 }
 
 }  // namespace
