@@ -20,7 +20,7 @@
 #include "host/store_meta.h"
 #include "host/trace_file.h"
 #include "host/trace_format.h"
-#include "host/trace_reader.h"
+#include "host/trace_read_ahead.h"
 #include "host/version.h"
 
 namespace tl::host {
@@ -84,8 +84,8 @@ TracePosition PositionFromJson(const Json& j) {
 // end, {"error": TEXT, "line": N} at a bad line (a trace changed since it was checked).
 Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handover) {
   const bool first = handover.is_null();
-  TraceReader reader(options.trace,
-                     first ? TracePosition{} : PositionFromJson(handover["position"]));
+  TraceReadAhead reader(options.trace,
+                        first ? TracePosition{} : PositionFromJson(handover["position"]));
   if (!reader.readable()) {
     throw CommandError(kExitReadWrite, options.trace + ": cannot read the trace");
   }
