@@ -84,6 +84,12 @@ JsonLine& JsonLine::integer(int64_t value) {
 JsonLine& JsonLine::number(double value) {
   if (!std::isfinite(value)) {
     text_ += "null";
+  } else if (value == std::trunc(value) && std::fabs(value) < 1e15 && !std::signbit(value)) {
+    // Most values are whole: the library writes those below 10^15 as their digits and ".0".
+    char digits[24];
+    text_.append(digits,
+                 std::to_chars(digits, digits + sizeof digits, static_cast<int64_t>(value)).ptr);
+    text_ += ".0";
   } else {
     // The library's own shortest form, which differs from std::to_chars in where it switches
     // to an exponent and in keeping ".0" on whole numbers.

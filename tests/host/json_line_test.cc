@@ -32,18 +32,10 @@ TEST(JsonLineTest, WritesWhatTheLibraryWrites) {
                                           "bad\xff utf8",
                                           "exactly8",
                                           "sixteen chars ok"};
-  const std::vector<double> doubles = {0.0,
-                                       -0.0,
-                                       1.0,
-                                       0.1,
-                                       1e16,
-                                       1e15,
-                                       1e-5,
-                                       1e-4,
-                                       123456.789,
-                                       -2.5e-300,
-                                       std::numeric_limits<double>::infinity(),
-                                       std::nan("")};
+  const std::vector<double> doubles = {
+      0.0,         -0.0, 1.0,  0.1,  1e16,       1e15,      999999999999999.0,
+      123456.0,    -7.0, 1e-5, 1e-4, 123456.789, -2.5e-300, std::numeric_limits<double>::infinity(),
+      std::nan("")};
   const std::vector<double> seconds = {0, 28.281, 1e16, 86400, -3};
   for (const std::string& text : texts) {
     std::string line;
