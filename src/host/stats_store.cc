@@ -81,12 +81,21 @@ void StatsStore::useDay(std::string_view day) {
   if (day == day_) return;
   flush();
   scalars_.clear();
+  recent_ = {};
   samples_.clear();
   day_ = day;
 }
 
-StatsStore::Scalar* StatsStore::cachedScalar(std::string_view key) {
-  if (auto found = scalars_.find(key); found != scalars_.end()) return &found->second;
+StatsStore::ScalarRow*& StatsStore::recentScalar(std::string_view key) {
+  RecentScalar& slot = recent_[(reinterpret_cast<uintptr_t>(key.data()) >> 4) % recent_.size()];
+  if (slot.text != key.data()) slot = {key.data(), nullptr};
+  return slot.row;
+}
+
+StatsStore::ScalarRow* StatsStore::cachedScalar(std::string_view key) {
+  ScalarRow*& recent = recentScalar(key);
+  if (recent && recent->first == key) return recent;
+  if (auto found = scalars_.find(key); found != scalars_.end()) return recent = &*found;
   readScalar_.bind(1, day_).bind(2, key);
   if (!readScalar_.row()) return nullptr;
   Scalar row;
@@ -97,7 +106,7 @@ StatsStore::Scalar* StatsStore::cachedScalar(std::string_view key) {
     row.value.r = readScalar_.columnDouble(0);
   }
   readScalar_.row();  // the one row: steps to the end, which resets the statement
-  return &scalars_.emplace(key, row).first->second;
+  return recent = &*scalars_.emplace(key, row).first;
 }
 
 StatsStore::Sample* StatsStore::cachedSample(std::string_view key) {
@@ -125,13 +134,15 @@ void StatsStore::addScalar(std::string_view day, std::string_view key, double va
 
 void StatsStore::addScalar(std::string_view day, std::string_view key, Number value) {
   useDay(day);
-  Scalar* row = cachedScalar(key);
-  if (!row) {
+  ScalarRow* found = cachedScalar(key);
+  if (!found) {
     if (!value.integer && !std::isfinite(value.r)) return addInSql(key, value);
-    auto made = scalars_.emplace(key, Scalar{value, true}).first;
+    ScalarRow* made = &*scalars_.emplace(key, Scalar{value, true}).first;
+    recentScalar(key) = made;
     changed_.push_back({&made->first, &made->second, nullptr});
     return;
   }
+  Scalar* row = &found->second;
   Number sum;
   if (row->value.integer && value.integer &&
       !__builtin_add_overflow(row->value.i, value.i, &sum.i)) {
@@ -150,7 +161,7 @@ void StatsStore::addScalar(std::string_view day, std::string_view key, Number va
   row->value = sum;
   if (!row->dirty) {
     row->dirty = true;
-    changed_.push_back({&scalars_.find(key)->first, row, nullptr});
+    changed_.push_back({&found->first, row, nullptr});
   }
 }
 
@@ -158,7 +169,10 @@ void StatsStore::addInSql(std::string_view key, Number value) {
   // Infinities and NaN (which SQLite stores as NULL and refuses) are SQLite's to add: what is
   // kept goes out first, in order, and the row is read anew when next used.
   flush();
-  if (auto found = scalars_.find(key); found != scalars_.end()) scalars_.erase(found);
+  if (auto found = scalars_.find(key); found != scalars_.end()) {
+    scalars_.erase(found);
+    recent_ = {};
+  }
   add_.bind(1, day_).bind(2, key);
   if (value.integer) {
     add_.bind(3, value.i);
@@ -228,6 +242,7 @@ void StatsStore::flush() {
 
 void StatsStore::forget() {
   scalars_.clear();
+  recent_ = {};
   samples_.clear();
   changed_.clear();
 }
