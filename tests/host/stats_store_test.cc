@@ -149,6 +149,20 @@ TEST_F(StoreCacheTest, RefusesWhatSqliteRefusesAndForgetsARolledBackTransaction)
   store.flush();
   db.exec("COMMIT");
   EXPECT_EQ(Dump(db), "2026-01-01 a 2 integer\n");
+
+  // One buffer holding one key, then another, then the first again: each key is found by its
+  // text, wherever the text lies.
+  db.exec("BEGIN");
+  std::string key = "k1";
+  store.addScalar("2026-01-01", key, int64_t{1});
+  key[1] = '2';
+  store.addScalar("2026-01-01", key, int64_t{10});
+  key[1] = '1';
+  store.addScalar("2026-01-01", key, int64_t{100});
+  store.flush();
+  db.exec("COMMIT");
+  EXPECT_EQ(Dump(db),
+            "2026-01-01 a 2 integer\n2026-01-01 k1 101 integer\n2026-01-01 k2 10 integer\n");
 }
 
 }  // namespace
