@@ -1,6 +1,8 @@
 // The pretty printer of the session log, over values held as JSON.
 #include "sessions/pretty_json.h"
 
+#include <cstring>
+
 namespace tl::sessions {
 
 namespace {
@@ -19,9 +21,13 @@ bool Plain(std::string_view text) {
 
 void AppendQuoted(std::string& out, std::string_view text) {
   if (Plain(text)) {
-    out += '"';
-    out += text;
-    out += '"';
+    // One growth of the text for the whole piece: a log writes hundreds of thousands of them.
+    const size_t at = out.size();
+    out.resize(at + text.size() + 2);
+    char* to = out.data() + at;
+    to[0] = '"';
+    if (!text.empty()) std::memcpy(to + 1, text.data(), text.size());
+    to[text.size() + 1] = '"';
     return;
   }
   // Everything else gets the JSON library's escaping.
@@ -31,7 +37,7 @@ void AppendQuoted(std::string& out, std::string_view text) {
 void AppendMemberStart(std::string& out, std::string_view key, int indent) {
   AppendIndent(out, indent);
   AppendQuoted(out, key);
-  out += kMemberSeparator;
+  out.append(kMemberSeparator);
 }
 
 void AppendPretty(std::string& out, const nlohmann::json& value, int indent) {

@@ -39,11 +39,18 @@ tl::platform::LocalTime CivilTime(int64_t localSeconds, int32_t utcOffsetSeconds
           utcOffsetSeconds};
 }
 
-// value (0 or more) with at least width digits; every log event formats a date, so no printf.
+// value with at least width digits; every log event formats a date, so no printf.
 void AppendNumber(std::string& out, int value, int width) {
+  if (width == 2 && value >= 0 && value < 100) {
+    const char digits[2] = {static_cast<char>('0' + value / 10),
+                            static_cast<char>('0' + value % 10)};
+    out.append(digits, 2);
+    return;
+  }
   char digits[16];
   char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-  for (int pad = width - static_cast<int>(end - digits); pad > 0; --pad) out += '0';
+  const int pad = width - static_cast<int>(end - digits);
+  if (pad > 0) out.append(static_cast<size_t>(pad), '0');
   out.append(digits, end);
 }
 
@@ -75,29 +82,49 @@ std::string TLDateFormatter::stringFromDate(int64_t secondsSince1970) const {
   return out;
 }
 
-void TLDateFormatter::appendDate(std::string& out, int64_t secondsSince1970) const {
-  const tl::platform::LocalTime t = localTime(secondsSince1970);
+void TLDateFormatter::setDateFormat(std::string dateFormat) {
+  format_ = std::move(dateFormat);
+  pieces_.clear();
+  auto literal = [&](std::string_view text) {
+    if (pieces_.empty() || pieces_.back().letter != 0) pieces_.push_back({});
+    pieces_.back().text += text;
+  };
   for (size_t i = 0; i < format_.size();) {
-    char c = format_[i];
+    const char c = format_[i];
     if (c == '\'') {
       // Quoted literal text; '' is one quote.
       if (i + 1 < format_.size() && format_[i + 1] == '\'') {
-        out += '\'';
+        literal("'");
         i += 2;
         continue;
       }
       size_t end = format_.find('\'', i + 1);
       if (end == std::string::npos) end = format_.size();
-      out.append(format_, i + 1, end - i - 1);
+      literal(std::string_view(format_).substr(i + 1, end - i - 1));
       i = end + 1;
       continue;
     }
     size_t run = 1;
     while (i + run < format_.size() && format_[i + run] == c) ++run;
-    int width = static_cast<int>(run);
-    switch (c) {
+    if (std::string_view("yMdHmsZ").find(c) == std::string_view::npos) {
+      literal(std::string(run, c));
+    } else {
+      pieces_.push_back({c, static_cast<int>(run), {}});
+    }
+    i += run;
+  }
+}
+
+void TLDateFormatter::appendDate(std::string& out, int64_t secondsSince1970) const {
+  const tl::platform::LocalTime t = localTime(secondsSince1970);
+  for (const Piece& piece : pieces_) {
+    const int width = piece.width;
+    switch (piece.letter) {
+      case 0:
+        out += piece.text;
+        break;
       case 'y':
-        AppendNumber(out, run == 2 ? t.year % 100 : t.year, width);
+        AppendNumber(out, width == 2 ? t.year % 100 : t.year, width);
         break;
       case 'M':
         AppendNumber(out, t.month, width);
@@ -122,10 +149,6 @@ void TLDateFormatter::appendDate(std::string& out, int64_t secondsSince1970) con
         AppendNumber(out, offset / 60 % 60, 2);
         break;
       }
-      default:
-        out.append(run, c);
-        break;
     }
-    i += run;
   }
 }

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/environment.h"
 
@@ -19,9 +20,11 @@
 class TLDateFormatter {
  public:
   TLDateFormatter(std::string localeIdentifier, std::string dateFormat)
-      : locale_(std::move(localeIdentifier)), format_(std::move(dateFormat)) {}
+      : locale_(std::move(localeIdentifier)) {
+    setDateFormat(std::move(dateFormat));
+  }
 
-  void setDateFormat(std::string dateFormat) { format_ = std::move(dateFormat); }
+  void setDateFormat(std::string dateFormat);
   const std::string& dateFormat() const { return format_; }
   const std::string& locale() const { return locale_; }
 
@@ -34,12 +37,20 @@ class TLDateFormatter {
   // The local time of an instant, through the offsets remembered per hour.
   tl::platform::LocalTime localTime(int64_t secondsSince1970) const;
 
+  // The pattern read once: a run of one pattern letter (its width), or literal text.
+  struct Piece {
+    char letter = 0;  // 0: literal text
+    int width = 0;
+    std::string text;
+  };
+
   struct HourOffset {
     int64_t hour = INT64_MIN;  // seconds since 1970 / 3600, rounded down; INT64_MIN: empty
     int32_t utcOffsetSeconds = 0;
   };
   std::string locale_;
   std::string format_;
+  std::vector<Piece> pieces_;
   // Direct-mapped by hour: a period's events span a few dozen hours, visited bundle by bundle.
   mutable std::array<HourOffset, 64> offsets_{};
 };
