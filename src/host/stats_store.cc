@@ -87,7 +87,9 @@ void StatsStore::useDay(std::string_view day) {
 }
 
 StatsStore::ScalarRow*& StatsStore::recentScalar(std::string_view key) {
-  RecentScalar& slot = recent_[(reinterpret_cast<uintptr_t>(key.data()) >> 4) % recent_.size()];
+  // Key texts lie a hundred bytes or so apart: the address is mixed before it picks a slot.
+  const uint64_t mixed = reinterpret_cast<uintptr_t>(key.data()) * 0x9E3779B97F4A7C15u;
+  RecentScalar& slot = recent_[(mixed >> 32) % recent_.size()];
   if (slot.text != key.data()) slot = {key.data(), nullptr};
   return slot.row;
 }

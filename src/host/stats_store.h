@@ -103,7 +103,7 @@ class StatsStore {
   Statement writeSample_;
   std::string day_;
   Rows<Scalar> scalars_;
-  std::array<RecentScalar, 128> recent_{};
+  std::array<RecentScalar, 1024> recent_{};
   Rows<Sample> samples_;
   // The rows changed since the last flush, in the order of their first change (the maps' nodes
   // stay where they are, so the pointers hold).
