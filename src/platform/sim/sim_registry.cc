@@ -65,7 +65,17 @@ const std::shared_ptr<const Dictionary>& SimRegistry::propertiesOf(const Entry& 
   if (entry.battery) {
     if (!batteryMade_) {
       const std::optional<Dictionary>& battery = context_.state.battery;
-      batteryProperties_ = battery ? std::make_shared<const Dictionary>(*battery) : nullptr;
+      // Held only here (and as batteryWritable_): no reader can see the snapshot change.
+      const bool unshared = batteryWritable_ && batteryProperties_.use_count() == 2;
+      if (!battery) {
+        batteryWritable_.reset();
+        batteryProperties_.reset();
+      } else if (unshared) {
+        *batteryWritable_ = *battery;
+      } else {
+        batteryWritable_ = std::make_shared<Dictionary>(*battery);
+        batteryProperties_ = batteryWritable_;
+      }
       batteryMade_ = true;
     }
     return batteryProperties_;

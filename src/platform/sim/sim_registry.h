@@ -81,8 +81,11 @@ class SimRegistry : public platform::DeviceRegistry, public platform::SystemPowe
   uint32_t nextConnect_ = 0x2a03;
   // Each entry's properties are made from the device state once per change of it, as a real
   // registry keeps its properties, and handed out as one shared snapshot until the next change.
-  // The battery's, and whether they are made since it last changed.
+  // The battery's, and whether they are made since it last changed. batteryWritable_ is the same
+  // snapshot while it has one: when nobody but the registry holds it any more, a change is
+  // copied into it, reusing its entries, rather than into a new one.
   mutable std::shared_ptr<const platform::Dictionary> batteryProperties_;
+  mutable std::shared_ptr<platform::Dictionary> batteryWritable_;
   mutable bool batteryMade_ = false;
   // The backlight's, and the brightness they were made from (empty until made).
   mutable std::shared_ptr<const platform::Dictionary> backlightProperties_;
