@@ -1,6 +1,8 @@
 // TraceReadAhead: the reading thread and the hand-over of its batches.
 #include "host/trace_read_ahead.h"
 
+#include <pthread.h>
+
 namespace tl::host {
 
 namespace {
@@ -24,6 +26,8 @@ TraceReadAhead::~TraceReadAhead() {
 }
 
 void TraceReadAhead::readAll() {
+  // Named, so that a profile or a debugger tells it from the device's thread.
+  ::pthread_setname_np(::pthread_self(), "tallyd-trace");
   try {
     read();
   } catch (...) {
