@@ -109,9 +109,12 @@ void PowerTimeline::observe(const platform::Notification& n) {
     write(n.name == kBacklightOn ? kEventScreenOn : kEventScreenOff);
   } else if (n.name == kBattery) {
     const platform::Value* snapshot = platform::Find(n.userInfo, kBatteryKey);
-    const platform::Value described =
-        snapshot && snapshot->object() ? snapshot->object()->describe() : platform::Value();
-    const platform::Dictionary* battery = described.dictionary();
+    const platform::Object* object = snapshot ? snapshot->object() : nullptr;
+    // The snapshot's own dictionary where it lends one: a battery event is frequent, and its
+    // description is a copy of some thirty properties.
+    const platform::Dictionary* battery = object ? object->describedDictionary() : nullptr;
+    const platform::Value described = object && !battery ? object->describe() : platform::Value();
+    if (!battery) battery = described.dictionary();
     setBit(kStatePlugged, battery && BoolOf(*battery, "AdapterInfo"));
     setBit(kStateCharging, battery && BoolOf(*battery, "IsCharging"));
     write(kEventBattery, battery);

@@ -23,6 +23,9 @@ class Object {
  public:
   virtual ~Object() = default;
   virtual Value describe() const = 0;
+  // The dictionary describe() would copy, lent for as long as the object lives unchanged; nullptr
+  // when the object is not described by a dictionary it holds.
+  virtual const Dictionary* describedDictionary() const { return nullptr; }
 };
 
 // A property-list value. Numbers keep their kind (integer, unsigned, double) the way the

@@ -60,6 +60,9 @@ class EQBatteryProperties : public tl::platform::Object {
   void invalidateCache();
 
   tl::platform::Value describe() const override;
+  const tl::platform::Dictionary* describedDictionary() const override {
+    return batteryProperties();
+  }
 
  private:
   double doubleFor(const char* key) const;
