@@ -175,8 +175,9 @@ Status PosixFileSystem::createUniqueFile(std::string& pathTemplate,
   if (xs == 0) return Status::FromErrno(EINVAL);
   static constexpr char kAlphabet[] =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-  std::random_device entropy;
-  std::mt19937_64 random(entropy());
+  // Seeded once per thread: a session log makes a file every time, and seeding costs more than
+  // the file's name. A name already taken (by a forked twin, say) is passed over by O_EXCL.
+  thread_local std::mt19937_64 random(std::random_device{}());
   for (int attempt = 0; attempt < 1000; ++attempt) {
     std::string candidate = pathTemplate;
     for (size_t i = candidate.size() - xs; i < candidate.size(); ++i) {
