@@ -145,7 +145,7 @@ void TLBundleSession::appendInfoWithFormatter(tl::sessions::ChunkedWriter& out,
     for (const TLSessionEvent& event : events) {
       const size_t mark = text.size();
       text += any ? ",\n" : "[\n";
-      text.append(static_cast<size_t>(indent + 2), ' ');
+      text.append(static_cast<size_t>(indent) + 2, ' ');
       PrettyEventSink sink(text, formatter);
       if (!tl::sessions::ForEachEventMember(event, sink)) {
         text.resize(mark);
