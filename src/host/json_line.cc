@@ -42,9 +42,38 @@ void Dump(std::string& text, const nlohmann::ordered_json& value) {
   text += value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
+// A string as the library writes it.
+void AppendString(std::string& text, std::string_view value) {
+  if (IsPlain(value)) {
+    const size_t at = text.size();
+    text.resize(at + value.size() + 2);
+    char* out = text.data() + at;
+    out[0] = '"';
+    if (!value.empty()) std::memcpy(out + 1, value.data(), value.size());
+    out[value.size() + 1] = '"';
+  } else {
+    Dump(text, nlohmann::ordered_json(std::string(value)));
+  }
+}
+
 }  // namespace
 
-JsonLine::JsonLine(std::string& text) : text_(text) { text_ += '{'; }
+std::string_view JsonNameCache::written(std::string_view name) {
+  const uint64_t mixed = reinterpret_cast<uintptr_t>(name.data()) * 0x9E3779B97F4A7C15u;
+  Slot& slot = slots_[(mixed >> 32) % slots_.size()];
+  if (slot.text != name.data() || slot.name != name) {
+    slot.text = name.data();
+    slot.name.assign(name);
+    slot.written.clear();
+    AppendString(slot.written, name);
+    slot.written += ':';
+  }
+  return slot.written;
+}
+
+JsonLine::JsonLine(std::string& text, JsonNameCache* names) : text_(text), names_(names) {
+  text_ += '{';
+}
 
 void JsonLine::separate() {
   if (needsComma_) text_ += ',';
@@ -53,23 +82,18 @@ void JsonLine::separate() {
 
 JsonLine& JsonLine::key(std::string_view name) {
   separate();
-  string(name);
-  text_ += ':';
+  if (names_) {
+    text_ += names_->written(name);
+  } else {
+    AppendString(text_, name);
+    text_ += ':';
+  }
   needsComma_ = false;
   return *this;
 }
 
 JsonLine& JsonLine::string(std::string_view value) {
-  if (IsPlain(value)) {
-    const size_t at = text_.size();
-    text_.resize(at + value.size() + 2);
-    char* out = text_.data() + at;
-    out[0] = '"';
-    if (!value.empty()) std::memcpy(out + 1, value.data(), value.size());
-    out[value.size() + 1] = '"';
-  } else {
-    Dump(text_, nlohmann::ordered_json(std::string(value)));
-  }
+  AppendString(text_, value);
   needsComma_ = true;
   return *this;
 }

@@ -2,6 +2,7 @@
 // JSON library prints it, without building a JSON value first.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -11,13 +12,30 @@
 
 namespace tl::host {
 
+// The written form of member names ("name":), remembered by the address of the name's text: a
+// batch line repeats sixty long key names from the same place every time, and checking each for
+// escapes costs more than comparing it with the name last seen there. The bytes are always
+// compared, so a name at an address used before is still written right.
+class JsonNameCache {
+ public:
+  std::string_view written(std::string_view name);
+
+ private:
+  struct Slot {
+    const char* text = nullptr;
+    std::string name;
+    std::string written;
+  };
+  std::array<Slot, 256> slots_;
+};
+
 // Members are written in the order they are given. Numbers, booleans, null and plain strings are
 // written directly; anything else (escapes, bytes, arrays, objects in values) goes through the
 // library, so that the bytes are always the library's.
 class JsonLine {
  public:
-  // Starts the object at the end of text.
-  explicit JsonLine(std::string& text);
+  // Starts the object at the end of text; member names go through names when given.
+  explicit JsonLine(std::string& text, JsonNameCache* names = nullptr);
 
   JsonLine& key(std::string_view name);
   JsonLine& string(std::string_view text);
@@ -38,6 +56,7 @@ class JsonLine {
   void separate();
 
   std::string& text_;
+  JsonNameCache* names_;
   bool needsComma_ = false;
 };
 

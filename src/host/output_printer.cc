@@ -60,7 +60,7 @@ void OutputPrinter::distribution(double at, std::string_view key, double value) 
 
 void OutputPrinter::batch(double at, const platform::KeyValues* first,
                           const platform::KeyValues* second) {
-  JsonLine line(pending_);
+  JsonLine line(pending_, &names_);
   line.key("at").seconds(at).key("batch").beginObject();
   line.key("first").dictionary(first).key("second").dictionary(second).endObject().finish();
   emit();

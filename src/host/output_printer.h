@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "host/json_line.h"
 #include "platform/notification_center.h"
 #include "platform/output_sink.h"
 
@@ -38,6 +39,7 @@ class OutputPrinter : public platform::OutputSink {
 
   std::FILE* out_;
   std::string pending_;
+  JsonNameCache names_;  // the batch lines' key names
 };
 
 // An IPC value as JSON: dictionaries, arrays, integers and strings as such, UUIDs as text.

@@ -78,6 +78,19 @@ TEST(JsonLineTest, WritesWhatTheLibraryWrites) {
   expected["first"] = OrderedJson(tl::host::ToJson(tl::platform::Value(values)));
   expected["second"] = nullptr;
   EXPECT_EQ(line, Library(expected));
+
+  // Through a cache of names: the same bytes, every time, also when a name's buffer has held
+  // another name meanwhile, or one that needs escapes.
+  tl::host::JsonNameCache names;
+  std::string buffer = "com.veltro.power.state.unplugged.count";
+  for (int round = 0; round < 3; ++round) {
+    for (const char* name : {"com.veltro.power.state.unplugged.count", "quote\"d", "tab\there"}) {
+      buffer = name;
+      std::string cached;
+      JsonLine(cached, &names).key(buffer).integer(round).finish();
+      EXPECT_EQ(cached, Library(OrderedJson{{name, round}})) << name;
+    }
+  }
 }
 
 }  // namespace
