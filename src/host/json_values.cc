@@ -8,8 +8,8 @@ namespace tl::host {
 bool NestsDeeperThan(std::string_view text, int limit) {
   // The depth never exceeds the number of opening brackets, and most lines hold a handful:
   // counting them is a quick pass that settles nearly every line.
-  const auto opening = std::count(text.begin(), text.end(), '{') +
-                       std::count(text.begin(), text.end(), '[');
+  const auto opening =
+      std::count(text.begin(), text.end(), '{') + std::count(text.begin(), text.end(), '[');
   if (opening <= limit) return false;
   int depth = 0;
   bool inString = false;
