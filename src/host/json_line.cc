@@ -38,6 +38,12 @@ bool IsPlain(std::string_view text) {
   return true;
 }
 
+// Appends [begin, end) as a length: appending a pair of pointers takes the general path of
+// std::string::replace, which costs more than the digits themselves.
+void AppendRange(std::string& text, const char* begin, const char* end) {
+  text.append(begin, static_cast<size_t>(end - begin));
+}
+
 void Dump(std::string& text, const nlohmann::ordered_json& value) {
   text += value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
@@ -59,12 +65,10 @@ void AppendString(std::string& text, std::string_view value) {
 }  // namespace
 
 std::string_view JsonNameCache::written(std::string_view name) {
-  const uint64_t mixed = reinterpret_cast<uintptr_t>(name.data()) * 0x9E3779B97F4A7C15u;
-  Slot& slot = slots_[(mixed >> 32) % slots_.size()];
-  if (slot.text != name.data() || slot.name != name) {
-    slot.text = name.data();
+  Slot& slot = slots_.find(name.data());
+  if (slot.name != name || slot.written.empty()) {
     slot.name.assign(name);
-    slot.written.clear();
+    slot.written = ",";
     AppendString(slot.written, name);
     slot.written += ':';
   }
@@ -81,10 +85,13 @@ void JsonLine::separate() {
 }
 
 JsonLine& JsonLine::key(std::string_view name) {
-  separate();
   if (names_) {
-    text_ += names_->written(name);
+    // The cached form starts with the comma; the first member leaves it out.
+    std::string_view written = names_->written(name);
+    if (!needsComma_) written.remove_prefix(1);
+    text_ += written;
   } else {
+    separate();
     AppendString(text_, name);
     text_ += ':';
   }
@@ -100,7 +107,7 @@ JsonLine& JsonLine::string(std::string_view value) {
 
 JsonLine& JsonLine::integer(int64_t value) {
   char digits[24];
-  text_.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+  AppendRange(text_, digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
   needsComma_ = true;
   return *this;
 }
@@ -111,14 +118,14 @@ JsonLine& JsonLine::number(double value) {
   } else if (value == std::trunc(value) && std::fabs(value) < 1e15 && !std::signbit(value)) {
     // Most values are whole: the library writes those below 10^15 as their digits and ".0".
     char digits[24];
-    text_.append(digits,
-                 std::to_chars(digits, digits + sizeof digits, static_cast<int64_t>(value)).ptr);
+    AppendRange(text_, digits,
+                std::to_chars(digits, digits + sizeof digits, static_cast<int64_t>(value)).ptr);
     text_ += ".0";
   } else {
     // The library's own shortest form, which differs from std::to_chars in where it switches
     // to an exponent and in keeping ".0" on whole numbers.
     char digits[64];
-    text_.append(digits, nlohmann::detail::to_chars(digits, digits + sizeof digits, value));
+    AppendRange(text_, digits, nlohmann::detail::to_chars(digits, digits + sizeof digits, value));
   }
   needsComma_ = true;
   return *this;

@@ -2,22 +2,23 @@
 // JSON library prints it, without building a JSON value first.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
+#include "base/address_cache.h"
 #include "platform/value.h"
 
 namespace tl::host {
 
-// The written form of member names ("name":), remembered by the address of the name's text: a
+// The written form of member names (,"name":), remembered by the address of the name's text: a
 // batch line repeats sixty long key names from the same place every time, and checking each for
 // escapes costs more than comparing it with the name last seen there. The bytes are always
 // compared, so a name at an address used before is still written right.
 class JsonNameCache {
  public:
+  // The name as a member that follows another: comma, quoted name, colon.
   std::string_view written(std::string_view name);
 
  private:
@@ -26,7 +27,7 @@ class JsonNameCache {
     std::string name;
     std::string written;
   };
-  std::array<Slot, 256> slots_;
+  AddressCache<Slot, 512> slots_;
 };
 
 // Members are written in the order they are given. Numbers, booleans, null and plain strings are

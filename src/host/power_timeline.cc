@@ -11,6 +11,24 @@ namespace tl::host {
 
 namespace {
 
+// "YYYY-MM-DD", as "%04d-%02d-%02d" prints it: a power commit asks for its day every time, and
+// printf's parsing of the format costs more than the digits.
+std::string DayText(const platform::LocalTime& t) {
+  if (t.year < 0 || t.year > 9999 || t.month < 0 || t.month > 99 || t.day < 0 || t.day > 99) {
+    char day[40];
+    std::snprintf(day, sizeof day, "%04d-%02d-%02d", t.year, t.month, t.day);
+    return day;
+  }
+  std::string day = "0000-00-00";
+  auto put = [&](size_t end, int value) {
+    for (size_t i = end; value != 0; value /= 10) day[--i] = static_cast<char>('0' + value % 10);
+  };
+  put(4, t.year);
+  put(7, t.month);
+  put(10, t.day);
+  return day;
+}
+
 // The module's in-process power notifications, and the keys of what they carry.
 constexpr char kWake[] = "EQDeviceDidWakeNotification";
 constexpr char kWakeReasonKey[] = "EQDeviceDidWakeSystemReason";
@@ -62,9 +80,7 @@ DeviceMoment Now(platform::Platform& device) {
   moment.at = device.clock().now();
   const platform::LocalTime t =
       device.environment().localTime(SaturatedCast<int64_t>(std::floor(moment.at)));
-  char day[16];
-  std::snprintf(day, sizeof day, "%04d-%02d-%02d", t.year, t.month, t.day);
-  moment.day = day;
+  moment.day = DayText(t);
   moment.utcOffset = t.utcOffsetSeconds;
   return moment;
 }

@@ -12,21 +12,25 @@ bool IsLowPowerModeDayKey(std::string_view key) {
          key.find("_24hr.") != std::string_view::npos;
 }
 
-void StatsDaemon::fold(const std::string& day, std::string_view key, const platform::Value& value) {
+void StatsDaemon::fold(std::string_view key, const platform::Value& value) {
   if (key == kBacklightUserSettingKey) {
-    store_.pushSample(day, key, value.doubleValue());
+    store_.pushSample(key, value.doubleValue());
+  } else if (const auto* i = std::get_if<int64_t>(&value.storage())) {
+    // Nearly every value of a power commit: an integer, most often 0.
+    if (*i != kNotApplicable || !IsLowPowerModeDayKey(key)) store_.addScalar(key, *i);
   } else if (value.isNumber() && value.doubleValue() == static_cast<double>(kNotApplicable) &&
              IsLowPowerModeDayKey(key)) {
     return;
   } else if (value.isInteger() || value.isBool()) {
-    store_.addScalar(day, key, value.longLongValue());
+    store_.addScalar(key, value.longLongValue());
   } else {
-    store_.addScalar(day, key, value.doubleValue());
+    store_.addScalar(key, value.doubleValue());
   }
 }
 
 void StatsDaemon::scalar(double, std::string_view key, int64_t value) {
-  fold(now_().day, key, platform::Value(static_cast<long long>(value)));
+  store_.useDay(now_().day);
+  fold(key, platform::Value(static_cast<long long>(value)));
 }
 
 void StatsDaemon::distribution(double, std::string_view key, double value) {
@@ -40,13 +44,14 @@ void StatsDaemon::distribution(double, std::string_view key, double value) {
 void StatsDaemon::batch(double, const platform::KeyValues* first,
                         const platform::KeyValues* second) {
   const DeviceMoment now = now_();
+  store_.useDay(now.day);
   if (first) {
-    for (const auto& [key, value] : *first) fold(now.day, key, value);
+    for (const auto& [key, value] : *first) fold(key, value);
   }
   if (second) {
     bool histogram = false;
     for (const auto& [key, value] : *second) {
-      store_.pushSample(now.day, key, value.doubleValue());
+      store_.pushSample(key, value.doubleValue());
       histogram = histogram || std::string_view(key).starts_with(kBrightnessHistogramPrefix);
     }
     if (histogram) addToTimeline(now, kEventDailyReport, std::nullopt);

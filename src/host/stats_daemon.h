@@ -42,7 +42,8 @@ class StatsDaemon : public platform::OutputSink {
   void ipc(double at, const std::string& service, const platform::WispObject& message) override;
 
  private:
-  void fold(const std::string& day, std::string_view key, const platform::Value& value);
+  // Folds one key into the store's day in use.
+  void fold(std::string_view key, const platform::Value& value);
   void addToTimeline(const DeviceMoment& moment, const char* event, std::optional<int64_t> level);
 
   StatsStore& store_;

@@ -59,8 +59,6 @@ StatsStore::StatsStore(Database& db)
       writeScalar_(db_.prepare(kWriteScalar)),
       writeSample_(db_.prepare(kWriteSample)) {}
 
-StatsStore::~StatsStore() = default;
-
 namespace {
 
 // What a NUMERIC column makes of a REAL: an INTEGER when it is one exactly (so -0.0 becomes 0).
@@ -81,17 +79,13 @@ void StatsStore::useDay(std::string_view day) {
   if (day == day_) return;
   flush();
   scalars_.clear();
-  recent_ = {};
+  recent_.clear();
   samples_.clear();
   day_ = day;
 }
 
 StatsStore::ScalarRow*& StatsStore::recentScalar(std::string_view key) {
-  // Key texts lie a hundred bytes or so apart: the address is mixed before it picks a slot.
-  const uint64_t mixed = reinterpret_cast<uintptr_t>(key.data()) * 0x9E3779B97F4A7C15u;
-  RecentScalar& slot = recent_[(mixed >> 32) % recent_.size()];
-  if (slot.text != key.data()) slot = {key.data(), nullptr};
-  return slot.row;
+  return recent_.find(key.data()).row;
 }
 
 StatsStore::ScalarRow* StatsStore::cachedScalar(std::string_view key) {
@@ -125,17 +119,26 @@ StatsStore::Sample* StatsStore::cachedSample(std::string_view key) {
 }
 
 void StatsStore::addScalar(std::string_view day, std::string_view key, int64_t value) {
-  addScalar(day, key, Number{true, value, 0});
+  useDay(day);
+  addScalar(key, value);
 }
 
 void StatsStore::addScalar(std::string_view day, std::string_view key, double value) {
-  Number number{false, 0, value};
-  if (AsInteger(value, &number.i)) number.integer = true;
-  addScalar(day, key, number);
+  useDay(day);
+  addScalar(key, value);
 }
 
-void StatsStore::addScalar(std::string_view day, std::string_view key, Number value) {
-  useDay(day);
+void StatsStore::addScalar(std::string_view key, int64_t value) {
+  add(key, Number{true, value, 0});
+}
+
+void StatsStore::addScalar(std::string_view key, double value) {
+  Number number{false, 0, value};
+  if (AsInteger(value, &number.i)) number.integer = true;
+  add(key, number);
+}
+
+void StatsStore::add(std::string_view key, Number value) {
   ScalarRow* found = cachedScalar(key);
   if (!found) {
     if (!value.integer && !std::isfinite(value.r)) return addInSql(key, value);
@@ -173,7 +176,7 @@ void StatsStore::addInSql(std::string_view key, Number value) {
   flush();
   if (auto found = scalars_.find(key); found != scalars_.end()) {
     scalars_.erase(found);
-    recent_ = {};
+    recent_.clear();
   }
   add_.bind(1, day_).bind(2, key);
   if (value.integer) {
@@ -186,6 +189,10 @@ void StatsStore::addInSql(std::string_view key, Number value) {
 
 void StatsStore::pushSample(std::string_view day, std::string_view key, double value) {
   useDay(day);
+  pushSample(key, value);
+}
+
+void StatsStore::pushSample(std::string_view key, double value) {
   Sample* row = cachedSample(key);
   const double v = value;
   if (!row) {
@@ -244,7 +251,7 @@ void StatsStore::flush() {
 
 void StatsStore::forget() {
   scalars_.clear();
-  recent_ = {};
+  recent_.clear();
   samples_.clear();
   changed_.clear();
 }

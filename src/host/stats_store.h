@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/address_cache.h"
 #include "host/sqlite.h"
 
 namespace tl::host {
@@ -23,15 +24,20 @@ namespace tl::host {
 class StatsStore {
  public:
   explicit StatsStore(Database& db);
-  ~StatsStore();
   StatsStore(const StatsStore&) = delete;
   StatsStore& operator=(const StatsStore&) = delete;
 
-  // Adds value to key's value of day.
+  // Moves the store to day, writing the previous day's changes first. A batch of keys folds
+  // into one day, so its caller names the day once and adds without one.
+  void useDay(std::string_view day);
+  // Adds value to key's value of day (of the day in use, when none is named).
   void addScalar(std::string_view day, std::string_view key, int64_t value);
   void addScalar(std::string_view day, std::string_view key, double value);
-  // Records one sample of key on day: count, sum, min and max.
+  void addScalar(std::string_view key, int64_t value);
+  void addScalar(std::string_view key, double value);
+  // Records one sample of key on day (of the day in use): count, sum, min and max.
   void pushSample(std::string_view day, std::string_view key, double value);
+  void pushSample(std::string_view key, double value);
 
   // Writes every row changed since the last flush, in the order the rows were first changed (new
   // rows get the row ids adding one by one would have given them). Call it inside the
@@ -80,7 +86,7 @@ class StatsStore {
     Sample* sample;
   };
 
-  void addScalar(std::string_view day, std::string_view key, Number value);
+  void add(std::string_view key, Number value);
   // What the cache does not model, added by SQLite itself.
   void addInSql(std::string_view key, Number value);
   void pushInSql(std::string_view key, double value);
@@ -89,8 +95,6 @@ class StatsStore {
   ScalarRow* cachedScalar(std::string_view key);
   ScalarRow*& recentScalar(std::string_view key);
   Sample* cachedSample(std::string_view key);
-  // Moves the cache to day, writing the previous day's changes first.
-  void useDay(std::string_view day);
   void writeScalar(std::string_view key, const Scalar& row);
   void writeSample(std::string_view key, const Sample& row);
 
@@ -103,7 +107,7 @@ class StatsStore {
   Statement writeSample_;
   std::string day_;
   Rows<Scalar> scalars_;
-  std::array<RecentScalar, 1024> recent_{};
+  AddressCache<RecentScalar, 1024> recent_;
   Rows<Sample> samples_;
   // The rows changed since the last flush, in the order of their first change (the maps' nodes
   // stay where they are, so the pointers hold).

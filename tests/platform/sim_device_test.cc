@@ -1,9 +1,11 @@
 // The simulated device answers every role from its data, and carries itself over a restart.
+#include <date/tz.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <filesystem>
+#include <random>
 
 #include "test_device.h"
 
@@ -195,6 +197,52 @@ TEST(SimDevice, ApplicationsNotificationsAndIpcFollowTheDeviceData) {
   ASSERT_EQ(device.recorded().messages().size(), 1u);
   EXPECT_EQ(device.recorded().messages()[0].message->get("operation")->int64Value(), 2);
   EXPECT_THAT(events, ElementsAre(kWispErrorConnectionInvalid));
+}
+
+// The zone database asked afresh for every instant.
+LocalTime FromDatabase(const char* zone, int64_t at) {
+  const date::zoned_seconds local(zone, date::sys_seconds(std::chrono::seconds(at)));
+  const auto day = date::floor<date::days>(local.get_local_time());
+  const date::year_month_day ymd(day);
+  const date::hh_mm_ss<std::chrono::seconds> time(local.get_local_time() - day);
+  return {static_cast<int>(ymd.year()),
+          static_cast<int>(static_cast<unsigned>(ymd.month())),
+          static_cast<int>(static_cast<unsigned>(ymd.day())),
+          static_cast<int>(time.hours().count()),
+          static_cast<int>(time.minutes().count()),
+          static_cast<int>(time.seconds().count()),
+          static_cast<int32_t>(local.get_info().offset.count())};
+}
+
+TEST(SimDevice, LocalTimeAgreesWithTheZoneDatabaseInAnyOrderAcrossZones) {
+  // The offset is remembered for the period it holds: instants around every 2026 change of
+  // offset (Lord Howe's is half an hour), far from them, in random order, with the zone changed
+  // in between, must all read as the database reads them.
+  const char* zones[] = {"Australia/Lord_Howe", "America/New_York", "UTC", "Asia/Kathmandu"};
+  std::vector<std::pair<const char*, int64_t>> asks;
+  std::mt19937_64 random(11);
+  for (const char* zone : zones) {
+    for (int64_t at = 1767225600; at < 1798761600; at += 1800) {
+      if (FromDatabase(zone, at).utcOffsetSeconds !=
+          FromDatabase(zone, at + 1800).utcOffsetSeconds) {
+        for (int64_t d = -2000; d <= 2000; d += 7) asks.emplace_back(zone, at + d);
+      }
+    }
+    for (int i = 0; i < 3000; ++i) {
+      asks.emplace_back(zone, static_cast<int64_t>(random() % 9'500'000'000) - 2'200'000'000);
+    }
+  }
+  std::shuffle(asks.begin(), asks.end(), random);
+  // Runs of one zone, as a device keeps its zone for a while, and single asks in between.
+  std::stable_sort(asks.begin(), asks.begin() + asks.size() / 2,
+                   [](const auto& a, const auto& b) { return std::strcmp(a.first, b.first) < 0; });
+  auto key = [](const LocalTime& t) {
+    return std::make_tuple(t.year, t.month, t.day, t.hour, t.minute, t.second, t.utcOffsetSeconds);
+  };
+  for (const auto& [zone, at] : asks) {
+    ASSERT_EQ(key(tl::sim::LocalTimeIn(zone, at)), key(FromDatabase(zone, at)))
+        << zone << " at " << at;
+  }
 }
 
 TEST(SimDevice, StateCarriesOverARestartButRegistrationsDoNot) {

@@ -20,17 +20,26 @@ std::optional<Value> Member(const Dictionary& dictionary, const std::string& key
 }  // namespace
 
 LocalTime LocalTimeIn(const std::string& timeZone, int64_t secondsSince1970) {
-  // Zones are found by name once; the database keeps them for the process.
+  // Zones are found by name once; the database keeps them for the process. A replay asks many
+  // times an hour, and a zone's offset holds for months: the offset is asked again only outside
+  // the period it was last given for.
   thread_local std::string lastName;
   thread_local const date::time_zone* lastZone = nullptr;
+  thread_local date::sys_seconds periodBegin, periodEnd;
+  thread_local std::chrono::seconds periodOffset;
   if (!lastZone || lastName != timeZone) {
     lastZone = date::locate_zone(timeZone);
     lastName = timeZone;
+    periodEnd = periodBegin;  // no period known
   }
-  const date::time_zone* zone = lastZone;
   date::sys_seconds instant{std::chrono::seconds(secondsSince1970)};
-  date::sys_info info = zone->get_info(instant);
-  auto local = date::local_seconds{instant.time_since_epoch() + info.offset};
+  if (instant < periodBegin || instant >= periodEnd) {
+    const date::sys_info info = lastZone->get_info(instant);
+    periodBegin = info.begin;
+    periodEnd = info.end;
+    periodOffset = info.offset;
+  }
+  auto local = date::local_seconds{instant.time_since_epoch() + periodOffset};
   auto day = date::floor<date::days>(local);
   date::year_month_day ymd{day};
   date::hh_mm_ss<std::chrono::seconds> time{local - day};
@@ -40,7 +49,7 @@ LocalTime LocalTimeIn(const std::string& timeZone, int64_t secondsSince1970) {
                    static_cast<int>(time.hours().count()),
                    static_cast<int>(time.minutes().count()),
                    static_cast<int>(time.seconds().count()),
-                   static_cast<int32_t>(info.offset.count())};
+                   static_cast<int32_t>(periodOffset.count())};
 }
 
 std::optional<bool> SimEnvironment::appBooleanPreference(const std::string& key,
