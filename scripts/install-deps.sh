@@ -6,7 +6,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(g++ cmake make binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
-          libsqlite3-dev libssl-dev nlohmann-json3-dev libhowardhinnant-date-dev tzdata valgrind
+          libsqlite3-dev libssl-dev nlohmann-json3-dev libsimdjson-dev libhowardhinnant-date-dev
+          tzdata valgrind
           clang-format clang-tidy pkg-config libsystemd-dev
           # the Linux device's application side: Wayland window lists, key files, AppStream
           libwayland-dev wayland-protocols libglib2.0-dev libappstream-dev libxcb1-dev

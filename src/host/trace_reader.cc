@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "host/json_text.h"
 #include "host/trace_format.h"
 
 namespace tl::host {
@@ -44,7 +45,7 @@ std::optional<std::string> ParseStep(const Json& object, TraceStep& step) {
 
 std::optional<std::string> ParseTraceLine(std::string_view text, int line, TraceLine* out) {
   if (NestsDeeperThan(text, kMaxJsonNesting)) return "nested too deeply";
-  Json object = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  Json object = ParseJsonText(text);
   if (object.is_discarded()) return "not valid JSON";
   if (!object.is_object()) return "a line must be a JSON object";
   if (object.contains("device")) {
