@@ -1,16 +1,40 @@
 // JSON to value and back.
 #include "host/json_values.h"
 
-#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
 
 namespace tl::host {
+
+namespace {
+
+// The opening brackets of text, eight bytes at a time: '{' (0x7B) and '[' (0x5B) differ only in
+// the bit 0x20, so a byte is one of them exactly when, with that bit set, it is '{'.
+int64_t OpeningBrackets(std::string_view text) {
+  constexpr uint64_t kLows = 0x7F7F7F7F7F7F7F7F;
+  constexpr uint64_t kCase = 0x2020202020202020;
+  constexpr uint64_t kBrace = 0x7B7B7B7B7B7B7B7B;
+  int64_t count = 0;
+  const char* p = text.data();
+  const char* end = p + text.size();
+  for (; end - p >= 8; p += 8) {
+    uint64_t w;
+    std::memcpy(&w, p, sizeof w);
+    const uint64_t x = (w | kCase) ^ kBrace;  // a zero byte for each bracket
+    // The high bit of each zero byte, exactly (no borrow from one byte into the next).
+    count += std::popcount(~(((x & kLows) + kLows) | x | kLows));
+  }
+  for (; p < end; ++p) count += (*p | 0x20) == '{';
+  return count;
+}
+
+}  // namespace
 
 bool NestsDeeperThan(std::string_view text, int limit) {
   // The depth never exceeds the number of opening brackets, and most lines hold a handful:
   // counting them is a quick pass that settles nearly every line.
-  const auto opening =
-      std::count(text.begin(), text.end(), '{') + std::count(text.begin(), text.end(), '[');
-  if (opening <= limit) return false;
+  if (OpeningBrackets(text) <= limit) return false;
   int depth = 0;
   bool inString = false;
   for (size_t i = 0; i < text.size(); ++i) {

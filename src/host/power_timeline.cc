@@ -50,11 +50,13 @@ std::optional<double> NumberOf(const platform::Dictionary& battery, const char* 
   return v->doubleValue();
 }
 
-std::optional<platform::Dictionary> ReadBattery(platform::DeviceRegistry& registry) {
+// The registry's snapshot of the battery's properties, shared rather than copied; null when the
+// device has no battery or it cannot be read.
+std::shared_ptr<const platform::Dictionary> ReadBattery(platform::DeviceRegistry& registry) {
   platform::RegistryEntryRef entry = registry.matchServiceByClass(platform::kBatteryClass);
   std::shared_ptr<const platform::Dictionary> properties;
-  if (!entry || !registry.properties(*entry, &properties).ok()) return std::nullopt;
-  return *properties;
+  if (!entry || !registry.properties(*entry, &properties).ok()) return nullptr;
+  return properties;
 }
 
 // The display reads as on unless the backlight says its value is 0, as the module reads it.
@@ -91,7 +93,7 @@ PowerTimeline::PowerTimeline(platform::Platform& device, Write write)
 PowerTimeline::~PowerTimeline() = default;
 
 void PowerTimeline::start() {
-  std::optional<platform::Dictionary> battery = ReadBattery(device_.registry());
+  const std::shared_ptr<const platform::Dictionary> battery = ReadBattery(device_.registry());
   state_ = kStateAwake;
   if (battery) {
     setBit(kStatePlugged, BoolOf(*battery, "AdapterInfo"));
@@ -100,7 +102,7 @@ void PowerTimeline::start() {
   setBit(kStateDisplay, DisplayOn(device_.registry()));
   setBit(kStateLowPowerMode, LowPowerModeOn(device_.namedNotifications()));
   started_ = true;
-  write(kEventStart, battery ? &*battery : nullptr);
+  write(kEventStart, battery.get());
   observer_ = device_.notificationCenter().addObserver(
       "", [this](const platform::Notification& n) { observe(n); });
 }
@@ -151,10 +153,10 @@ void PowerTimeline::write(const char* event, const platform::Dictionary* battery
   row.utcOffset = now.utcOffset;
   row.event = event;
   if (started_) row.state = state_;
-  std::optional<platform::Dictionary> read;
+  std::shared_ptr<const platform::Dictionary> read;
   if (!battery) {
     read = ReadBattery(device_.registry());
-    if (read) battery = &*read;
+    battery = read.get();
   }
   if (battery) {
     row.capacity = NumberOf(*battery, "CurrentCapacity");

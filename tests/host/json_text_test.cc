@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 
@@ -109,6 +110,42 @@ TEST(JsonText, ReadsEveryLineAsTheLibraryDoes) {
       if (text.empty()) text = "{";
     }
     ExpectSameAsLibrary(text);
+  }
+}
+
+// The depth of text walked byte by byte, brackets in strings not counted.
+int Depth(std::string_view text) {
+  int depth = 0, deepest = 0;
+  bool inString = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (inString) {
+      if (text[i] == '\\') {
+        ++i;
+      } else if (text[i] == '"') {
+        inString = false;
+      }
+    } else if (text[i] == '"') {
+      inString = true;
+    } else if (text[i] == '{' || text[i] == '[') {
+      deepest = std::max(deepest, ++depth);
+    } else if (text[i] == '}' || text[i] == ']') {
+      --depth;
+    }
+  }
+  return deepest;
+}
+
+TEST(JsonText, NestingIsCountedWhereverTheBracketsFall) {
+  // Brackets at every offset from a word boundary, among bytes that differ from them in one bit
+  // ('{' | 0x80, '[' | 0x80, '{' ^ 0x01) and in strings.
+  const std::string alphabet = "{[]}\"x\xFB\xDBz:,";
+  std::mt19937 random(9);
+  for (int i = 0; i < 20000; ++i) {
+    std::string text;
+    for (size_t n = random() % 48; n > 0; --n) text += alphabet[random() % alphabet.size()];
+    const int limit = static_cast<int>(random() % 6);
+    EXPECT_EQ(tl::host::NestsDeeperThan(text, limit), Depth(text) > limit)
+        << ::testing::PrintToString(text) << " limit " << limit;
   }
 }
 
