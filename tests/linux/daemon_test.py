@@ -58,11 +58,7 @@ class DaemonTest(dbusmock.DBusTestCase):
         self.sys = self.testbed.get_sys_dir()
         # A phone's battery that reports its charge (µAh, µV, µA, tenths of °C), a mains
         # adapter, and a raw backlight.
-        self.battery = self.testbed.add_device('power_supply', 'BAT0', None, [
-            'type', 'Battery', 'present', '1', 'status', 'Discharging',
-            'charge_now', '3000000', 'charge_full', '4000000', 'charge_full_design', '4200000',
-            'voltage_now', '3800000', 'voltage_min_design', '3700000', 'current_now', '-500000',
-            'capacity', '75', 'temp', '300', 'cycle_count', '12'], [])
+        self.battery = self.add_battery()
         self.adapter = self.testbed.add_device('power_supply', 'AC', None,
                                                ['type', 'Mains', 'online', '0'], [])
         self.backlight = self.testbed.add_device('backlight', 'panel', None, [
@@ -82,6 +78,16 @@ class DaemonTest(dbusmock.DBusTestCase):
         self.workdir = tempfile.TemporaryDirectory()
         self.db = os.path.join(self.workdir.name, 'stats.db')
         self.daemon = None
+
+    def add_battery(self, **changed):
+        attributes = {
+            'type': 'Battery', 'present': '1', 'status': 'Discharging', 'charge_now': '3000000',
+            'charge_full': '4000000', 'charge_full_design': '4200000', 'voltage_now': '3800000',
+            'voltage_min_design': '3700000', 'current_now': '-500000', 'capacity': '75',
+            'temp': '300', 'cycle_count': '12', 'serial_number': '0042'}
+        attributes.update({name: str(value) for name, value in changed.items()})
+        return self.testbed.add_device('power_supply', 'BAT0', None,
+                                       [x for item in attributes.items() for x in item], [])
 
     def tearDown(self):
         if self.daemon and self.daemon.poll() is None:
@@ -148,6 +154,27 @@ class DaemonTest(dbusmock.DBusTestCase):
             self.testbed.set_attribute(device, name, str(value))
         self.testbed.uevent(device, 'change')
 
+    def commit_twice(self):
+        """The screen off and on again: two commits, each measuring the battery as it reads then,
+        in whole seconds of their own."""
+        on = self.value(KEY + 'unplugged_screen_on.count')
+        self.change(self.backlight, brightness=0, actual_brightness=0)
+        self.wait_for_value(KEY + 'unplugged_screen_on.count', on + 1)
+        time.sleep(1.1)
+        off = self.value(KEY + 'unplugged_screen_off.count')
+        self.change(self.backlight, brightness=500, actual_brightness=500)
+        self.wait_for_value(KEY + 'unplugged_screen_off.count', off + 1)
+        time.sleep(1.1)
+
+    def drained(self):
+        """The energy booked while unplugged, the composite of every unplugged state."""
+        return self.value(KEY + 'unplugged.energy')
+
+    def battery_rows(self):
+        with sqlite3.connect(self.db, timeout=10) as db:
+            return db.execute('SELECT capacity, max_capacity, level FROM timeline '
+                              'WHERE capacity IS NOT NULL').fetchall()
+
     def inhibitors(self):
         return [tuple(i[:4]) for i in self.logind_obj.ListInhibitors(dbus_interface=LOGIND_IFACE)]
 
@@ -164,6 +191,76 @@ class DaemonTest(dbusmock.DBusTestCase):
         # The adapter comes online: the unplugged composite is left once.
         self.change(self.adapter, online=1)
         self.wait_for_value(KEY + 'unplugged.count', 1)
+        self.assertEqual(self.stop_daemon(), 0)
+
+    def test_battery_removed_and_back(self):
+        self.start_daemon()
+        # A gauge that drops off the bus: the kernel removes the supply, then adds it again with
+        # the same 3,000 of 4,000 mAh. No charge was lost.
+        self.testbed.remove_device(self.battery)
+        self.testbed.uevent(self.adapter, 'change')
+        time.sleep(0.5)
+        self.commit_twice()
+        self.battery = self.add_battery()
+        self.testbed.uevent(self.battery, 'add')
+        time.sleep(0.5)
+        self.commit_twice()
+        self.assertEqual(self.drained(), 0)
+        log = self.stderr()
+        self.assertIn('battery BAT0 is gone; its last reading stands for it for up to 30 s', log)
+        self.assertIn('battery BAT0 is back after', log)
+        self.assertNotIn('Unable to get properties for battery', log)
+        self.assertTrue(all(row == (3000, 4000, 75) for row in self.battery_rows()),
+                        self.battery_rows())
+        # The same battery goes on: a real drain of 10 mAh at 3.8 V is 38 mWh.
+        self.change(self.battery, charge_now=2990000)
+        self.wait_for_value(KEY + 'unplugged.energy', 38)
+        self.assertEqual(self.stop_daemon(), 0)
+
+    def test_unreadable_value(self):
+        # Half charged: the percentage the kernel shows beside the charge is 50.
+        self.testbed.set_attribute(self.battery, 'charge_now', '2000000')
+        self.testbed.set_attribute(self.battery, 'capacity', '50')
+        self.start_daemon()
+        for _ in range(2):
+            self.change(self.battery, charge_now='abc')
+            time.sleep(0.5)
+            self.commit_twice()
+            self.change(self.battery, charge_now=2000000)
+            time.sleep(0.5)
+            self.commit_twice()
+        self.assertEqual(self.drained(), 0)
+        # One line for the refusal, however often the driver repeats it within the hour.
+        self.assertEqual(self.stderr().count(
+            'power supply BAT0: charge_now "abc" refused (not a whole number); its last good '
+            'value 2000000 stands'), 1)
+        self.assertTrue(all(row == (2000, 4000, 50) for row in self.battery_rows()),
+                        self.battery_rows())
+        self.assertEqual(self.stop_daemon(), 0)
+
+    def test_impossible_values(self):
+        self.start_daemon()
+        # A gauge far above full, a negative percentage, and the extremes of the kernel's
+        # integers where a product or an absolute value would overflow.
+        self.change(self.battery, charge_now=9000000, capacity=-25)
+        time.sleep(0.5)
+        self.commit_twice()
+        self.change(self.battery, charge_now=3000000, current_now=-9223372036854775808,
+                    power_now=-9223372036854775808, temp=9223372036854775807,
+                    energy_now=9223372036854775807, voltage_min_design=1)
+        time.sleep(0.5)
+        self.commit_twice()
+        self.assertEqual(self.drained(), 0)
+        for capacity, maximum, level in self.battery_rows():
+            self.assertTrue(0 <= capacity <= maximum <= 4000, (capacity, maximum))
+            self.assertTrue(0 <= level <= 100, level)
+        log = self.stderr()
+        for attribute in ('charge_now', 'capacity', 'current_now', 'power_now', 'temp',
+                          'energy_now', 'voltage_min_design'):
+            self.assertIn('power supply BAT0: %s "' % attribute, log)
+        # A gauge a little above full is believed, with full raised to it: 100 %.
+        self.change(self.battery, charge_now=4200000)
+        wait_until(lambda: (4200, 4200, 100) in self.battery_rows(), what='a full battery')
         self.assertEqual(self.stop_daemon(), 0)
 
     def test_sleep_and_wake(self):

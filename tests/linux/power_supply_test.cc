@@ -1,7 +1,7 @@
 // Power supplies to the battery dictionary: units, signs, missing attributes, several supplies.
-#include "platform/linux/power_supply.h"
-
 #include <gtest/gtest.h>
+
+#include "platform/linux/battery_gauge.h"
 
 namespace tl::linuxdev {
 namespace {

@@ -1,6 +1,8 @@
 // BatterySource: re-reading the power supplies and telling a change from a new timestamp.
 #include "platform/linux/battery_source.h"
 
+#include <time.h>
+
 namespace tl::linuxdev {
 
 namespace {
@@ -15,12 +17,20 @@ bool SameReading(const BatteryReading& a, const BatteryReading& b) {
   return true;
 }
 
+// Seconds since boot, suspend included: how long a battery has been gone counts the time the
+// machine slept.
+double BootSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
 }  // namespace
 
 bool BatterySource::refresh() {
-  return reading_.replace(
-      MapPowerSupplies(ReadSubsystem("power_supply", PowerSupplyAttributes()), wallClockSecond_()),
-      SameReading);
+  return reading_.replace(gauge_.update(ReadSubsystem("power_supply", PowerSupplyAttributes()),
+                                        BootSeconds(), wallClockSecond_()),
+                          SameReading);
 }
 
 }  // namespace tl::linuxdev

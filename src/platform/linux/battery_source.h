@@ -3,18 +3,20 @@
 
 #include <functional>
 
+#include "platform/linux/battery_gauge.h"
 #include "platform/linux/guarded.h"
-#include "platform/linux/power_supply.h"
 
 namespace tl::linuxdev {
 
 // Reads the power supplies on the loop thread (at start, on each of their uevents, and on the
-// polling timer) and keeps the last reading for any queue to read.
+// polling timer), passes them through the gauge, and keeps the last reading for any queue to
+// read.
 class BatterySource {
  public:
-  // Reads the supplies once.
-  explicit BatterySource(std::function<int64_t()> wallClockSecond)
-      : wallClockSecond_(std::move(wallClockSecond)) {
+  // Reads the supplies once. log takes the gauge's lines (refused values, batteries gone and
+  // back, changes of gauge).
+  BatterySource(std::function<int64_t()> wallClockSecond, BatteryGauge::Log log)
+      : wallClockSecond_(std::move(wallClockSecond)), gauge_(std::move(log)) {
     refresh();
   }
 
@@ -24,6 +26,7 @@ class BatterySource {
 
  private:
   std::function<int64_t()> wallClockSecond_;
+  BatteryGauge gauge_;  // the loop thread's
   Guarded<BatteryReading> reading_;
 };
 

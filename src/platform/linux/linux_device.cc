@@ -59,7 +59,8 @@ struct LinuxDevice::Parts {
   LinuxIpc ipc;
   NotificationCenter center;
   LinuxNamedNotifications named;
-  BatterySource battery{[this] { return static_cast<int64_t>(clock.now()); }};
+  BatterySource battery{[this] { return static_cast<int64_t>(clock.now()); },
+                        [this](const std::string& line) { outputs.write(line); }};
   BacklightSource backlight;
   LinuxRegistry registry{battery, backlight};
   LogindSleep sleep;

@@ -1,8 +1,8 @@
-// PowerSupply: sysfs power supplies to the battery dictionary.
+// PowerSupply: checked power-supply values to the battery dictionary.
 #include "platform/linux/power_supply.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstdlib>
 
 namespace tl::linuxdev {
 
@@ -10,155 +10,141 @@ namespace {
 
 using platform::Value;
 
-bool IsAdapter(const SysfsDevice& supply) {
-  const std::string& type = supply.attributes.count("type") ? supply.attributes.at("type") : "";
-  return type == "Mains" || type == "USB" || type == "Wireless";
-}
-
-bool IsSystemBattery(const SysfsDevice& supply) {
-  auto type = supply.attributes.find("type");
-  if (type == supply.attributes.end() || type->second != "Battery") return false;
-  auto scope = supply.attributes.find("scope");
-  if (scope != supply.attributes.end() && scope->second == "Device") return false;
-  return supply.number("present", 1) != 0;
-}
-
-std::string Text(const SysfsDevice& supply, const char* attribute) {
-  auto it = supply.attributes.find(attribute);
-  return it == supply.attributes.end() ? std::string() : it->second;
-}
-
 // The voltage at which a battery's energy is turned into charge: its design voltage, which
 // does not move with the load, else the present one; 0 when it reports none.
-long long ConversionMicrovolts(const SysfsDevice& battery) {
+double ConversionMicrovolts(const SupplyValues& battery) {
   for (const char* name : {"voltage_min_design", "voltage_max_design", "voltage_now"}) {
-    long long value = battery.number(name, 0);
-    if (value > 0) return value;
+    if (const int64_t* value = battery.number(name)) return static_cast<double>(*value);
   }
   return 0;
 }
 
-// A battery's charge in mAh from "charge_<which>", or from "energy_<which>" at its conversion
-// voltage; nullopt when it reports neither.
-std::optional<double> ChargeMilliampHours(const SysfsDevice& battery, const std::string& which) {
-  long long charge = battery.number("charge_" + which, -1);
-  if (charge >= 0) return charge / 1000.0;
-  long long energy = battery.number("energy_" + which, -1);
-  long long volts = ConversionMicrovolts(battery);
-  if (energy >= 0 && volts > 0) return energy / static_cast<double>(volts) * 1000.0;
-  return std::nullopt;
+// mAh from "charge_<which>", or from "energy_<which>" at the conversion voltage.
+std::optional<double> MilliampHours(const SupplyValues& battery, const std::string& which,
+                                    ChargeSource* source = nullptr) {
+  if (const int64_t* charge = battery.number("charge_" + which)) {
+    if (source) *source = ChargeSource::kCharge;
+    return static_cast<double>(*charge) / 1000.0;
+  }
+  const int64_t* energy = battery.number("energy_" + which);
+  const double volts = ConversionMicrovolts(battery);
+  if (!energy || volts <= 0) return std::nullopt;
+  if (source) *source = ChargeSource::kEnergy;
+  return static_cast<double>(*energy) / volts * 1000.0;
+}
+
+// Both present and full from one source, so that a charge is never set against an energy.
+std::optional<BatteryCharge> ChargeAndFull(const SupplyValues& battery) {
+  BatteryCharge charge;
+  ChargeSource nowSource = ChargeSource::kNone, fullSource = ChargeSource::kNone;
+  auto now = MilliampHours(battery, "now", &nowSource);
+  auto full = MilliampHours(battery, "full", &fullSource);
+  if (!now || !full || nowSource != fullSource) return std::nullopt;
+  return BatteryCharge{*now, *full, nowSource};
 }
 
 // The battery's current in mA, negative while it discharges: current_now, else power_now over
 // the present voltage. Drivers differ in the sign they give; the status decides it.
-std::optional<long long> CurrentMilliamps(const SysfsDevice& battery) {
-  double milliamps;
-  if (battery.has("current_now")) {
-    milliamps = std::abs(battery.number("current_now", 0)) / 1000.0;
-  } else if (battery.has("power_now") && battery.number("voltage_now", 0) > 0) {
-    milliamps = std::abs(battery.number("power_now", 0)) /
-                static_cast<double>(battery.number("voltage_now", 1)) * 1000.0;
+std::optional<int64_t> CurrentMilliamps(const SupplyValues& battery) {
+  double milliamps = 0;
+  const int64_t* volts = battery.number("voltage_now");
+  if (const int64_t* current = battery.number("current_now")) {
+    milliamps = std::abs(static_cast<double>(*current)) / 1000.0;
+  } else if (const int64_t* power = battery.number("power_now"); power && volts) {
+    milliamps = std::abs(static_cast<double>(*power)) / static_cast<double>(*volts) * 1000.0;
   } else {
     return std::nullopt;
   }
-  const bool discharging = Text(battery, "status") == "Discharging";
+  const bool discharging = battery.text("status") == "Discharging";
   return std::llround(discharging ? -milliamps : milliamps);
 }
 
+int64_t Rounded(double value) { return std::llround(value); }
+
 }  // namespace
 
-const std::vector<std::string>& PowerSupplyAttributes() {
-  static const std::vector<std::string> kAttributes = {
-      "type",      "scope",       "present",        "online",   "status",
-      "health",    "capacity",    "capacity_level", "charge_*", "energy_*",
-      "voltage_*", "current_now", "power_now",      "temp",     "cycle_count"};
-  return kAttributes;
+const char* ChargeSourceName(ChargeSource source) {
+  switch (source) {
+    case ChargeSource::kCharge:
+      return "charge";
+    case ChargeSource::kEnergy:
+      return "energy";
+    case ChargeSource::kPercent:
+      return "percentage";
+    case ChargeSource::kNone:
+      break;
+  }
+  return "nothing";
 }
 
-BatteryReading MapPowerSupplies(const std::vector<SysfsDevice>& supplies, int64_t updateTime) {
-  BatteryReading reading;
-  std::vector<const SysfsDevice*> batteries;
-  bool anyAdapter = false;
-  bool adapterOnline = false;
-  for (const SysfsDevice& supply : supplies) {
-    if (IsSystemBattery(supply)) batteries.push_back(&supply);
-    if (IsAdapter(supply)) {
-      anyAdapter = true;
-      adapterOnline = adapterOnline || supply.number("online", 0) == 1;
+BatteryCharge ChargeOf(const SupplyValues& battery, bool inMilliampHours) {
+  const int64_t* percent = battery.number("capacity");
+  auto charge = ChargeAndFull(battery);
+  if (inMilliampHours) {
+    if (charge) return *charge;
+    auto full = MilliampHours(battery, "full");
+    if (percent && full) {
+      return {static_cast<double>(*percent) / 100.0 * *full, *full, ChargeSource::kPercent};
     }
+    return {};
   }
-  if (batteries.empty()) return reading;
-  reading.present = true;
-  const SysfsDevice& first = *batteries.front();
+  if (percent) return {static_cast<double>(*percent), 100, ChargeSource::kPercent};
+  if (charge && charge->full > 0) {
+    return {std::min(charge->now / charge->full * 100.0, 100.0), 100, charge->source};
+  }
+  return {};
+}
 
-  // Charge when every battery reports it; otherwise the mean percentage stands for it.
-  double now = 0, full = 0, design = 0, percent = 0;
-  bool gasGauge = true, anyDesign = false;
-  bool charging = false, allFull = true, critical = false;
-  for (const SysfsDevice* battery : batteries) {
-    auto chargeNow = ChargeMilliampHours(*battery, "now");
-    auto chargeFull = ChargeMilliampHours(*battery, "full");
-    if (chargeNow && chargeFull) {
-      now += *chargeNow;
-      full += *chargeFull;
-    } else {
-      gasGauge = false;
-    }
-    if (auto d = ChargeMilliampHours(*battery, "full_design")) {
+platform::Dictionary BatteryDictionary(const std::vector<NamedBattery>& batteries,
+                                       std::optional<bool> adapterOnline, int64_t updateTime) {
+  platform::Dictionary p;
+  const SupplyValues& first = *batteries.front().values;
+  double design = 0;
+  bool anyDesign = false, charging = false, allFull = true, critical = false;
+  for (const NamedBattery& battery : batteries) {
+    if (auto d = MilliampHours(*battery.values, "full_design")) {
       design += *d;
       anyDesign = true;
     }
-    double p = static_cast<double>(battery->number("capacity", -1));
-    if (p < 0 && chargeNow && chargeFull && *chargeFull > 0) p = *chargeNow / *chargeFull * 100.0;
-    percent += std::max(p, 0.0);
-    const std::string status = Text(*battery, "status");
+    const std::string status = battery.values->text("status");
     charging = charging || status == "Charging";
     allFull = allFull && status == "Full";
-    critical = critical || Text(*battery, "capacity_level") == "Critical";
+    critical = critical || battery.values->text("capacity_level") == "Critical";
   }
-  percent /= static_cast<double>(batteries.size());
-
-  platform::Dictionary& p = reading.properties;
-  reading.gasGauge = gasGauge;
-  const auto current = gasGauge ? std::llround(now) : std::llround(percent);
-  const auto maximum = gasGauge ? std::llround(full) : 100LL;
-  p.emplace("CurrentCapacity", Value(static_cast<int64_t>(current)));
-  p.emplace("MaxCapacity", Value(static_cast<int64_t>(maximum)));
-  p.emplace("AbsoluteCapacity", Value(static_cast<int64_t>(current)));
-  p.emplace("VeltroRawCurrentCapacity", Value(static_cast<int64_t>(current)));
-  p.emplace("VeltroRawMaxCapacity", Value(static_cast<int64_t>(maximum)));
-  if (anyDesign) p.emplace("DesignCapacity", Value(static_cast<int64_t>(std::llround(design))));
-  if (first.has("voltage_now")) {
-    const auto millivolts =
-        static_cast<int64_t>(std::llround(first.number("voltage_now", 0) / 1000.0));
+  if (anyDesign) p.emplace("DesignCapacity", Value(Rounded(design)));
+  if (const int64_t* volts = first.number("voltage_now")) {
+    const int64_t millivolts = Rounded(static_cast<double>(*volts) / 1000.0);
     p.emplace("Voltage", Value(millivolts));
     p.emplace("VeltroRawBatteryVoltage", Value(millivolts));
   }
   if (auto amps = CurrentMilliamps(first)) {
-    p.emplace("Amperage", Value(static_cast<int64_t>(*amps)));
-    p.emplace("InstantAmperage", Value(static_cast<int64_t>(*amps)));
+    p.emplace("Amperage", Value(*amps));
+    p.emplace("InstantAmperage", Value(*amps));
   }
-  if (first.has("temp")) {
-    p.emplace("Temperature", Value(static_cast<int64_t>(first.number("temp", 0) * 10)));
-  }
-  if (first.has("cycle_count")) {
-    p.emplace("CycleCount", Value(static_cast<int64_t>(first.number("cycle_count", 0))));
-  }
+  if (const int64_t* temp = first.number("temp")) p.emplace("Temperature", Value(*temp * 10));
+  if (const int64_t* cycles = first.number("cycle_count")) p.emplace("CycleCount", Value(*cycles));
   // Plugged in: an adapter is online; a system that shows no adapter at all says it through
   // the battery's status.
-  const std::string status = Text(first, "status");
+  const std::string status = first.text("status");
   const bool plugged =
-      anyAdapter ? adapterOnline : (charging || status == "Full" || status == "Not charging");
-  p.emplace("AdapterInfo", Value(static_cast<int64_t>(plugged ? 1 : 0)));
+      adapterOnline.value_or(charging || status == "Full" || status == "Not charging");
+  p.emplace("AdapterInfo", Value(int64_t{plugged ? 1 : 0}));
   p.emplace("ExternalConnected", Value(plugged));
   p.emplace("IsCharging", Value(charging));
   p.emplace("FullyCharged", Value(allFull));
   p.emplace("AtCriticalLevel", Value(critical));
-  const std::string health = Text(first, "health");
+  const std::string health = first.text("health");
   if (health == "Overheat") p.emplace("ChargeStatus", Value(std::string("HighTemperature")));
   if (health == "Cold") p.emplace("ChargeStatus", Value(std::string("LowTemperature")));
   p.emplace("UpdateTime", Value(updateTime));
-  return reading;
+  return p;
+}
+
+void SetCapacities(platform::Dictionary& p, double current, double maximum) {
+  for (const char* key : {"CurrentCapacity", "AbsoluteCapacity", "VeltroRawCurrentCapacity"}) {
+    p[key] = Value(Rounded(current));
+  }
+  for (const char* key : {"MaxCapacity", "VeltroRawMaxCapacity"}) p[key] = Value(Rounded(maximum));
 }
 
 }  // namespace tl::linuxdev
