@@ -9,6 +9,7 @@ the backlight, battery drain and charging, low-power mode, network counters), th
 schedule, memory pressure and the daily report; N daemon restarts spread over the trace. The
 same arguments always give the same bytes.
 """
+import argparse
 import json
 import random
 import sys
@@ -17,8 +18,15 @@ BUNDLES = 200
 
 
 def main(argv):
-    lines = int(argv[1]) if len(argv) > 1 else 10000
-    restarts = int(argv[argv.index("--restarts") + 1]) if "--restarts" in argv else 2
+    parser = argparse.ArgumentParser(
+        description=__doc__.split("\n")[0],
+        epilog="example: bench/make_trace.py 100000 --restarts 2 > trace.jsonl")
+    parser.add_argument("lines", nargs="?", type=int, default=10000,
+                        help="the lines to write (default 10000)")
+    parser.add_argument("--restarts", type=int, default=2,
+                        help="daemon restarts spread over the trace (default 2)")
+    args = parser.parse_args(argv[1:])
+    lines, restarts = args.lines, args.restarts
     rng = random.Random(20261121)
     apps = [{"bundle": f"com.example.app{i:03d}", "bundle_version": str(100 + i),
              "short_version": f"1.{i}", "item_id": 500000 + i, "store_front": 143441,

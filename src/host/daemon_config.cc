@@ -1,6 +1,7 @@
 // DaemonConfig: JSON settings to the Linux device's settings, with errors that say where.
 #include "host/daemon_config.h"
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -59,6 +60,11 @@ linuxdev::Settings ParseDaemonConfig(const std::string& text, const std::string&
 }
 
 linuxdev::Settings ReadDaemonConfig(const std::string& path) {
+  // A directory opens as a stream that reads nothing, which would look like a broken file.
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) {
+    throw CommandError(kExitReadWrite, path + ": cannot read the settings: is a directory");
+  }
   std::ifstream in(path);
   if (!in) throw CommandError(kExitReadWrite, path + ": cannot read the settings");
   std::stringstream text;

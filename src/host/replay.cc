@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "host/directories.h"
 #include "host/exit_codes.h"
 #include "host/module_loader.h"
 #include "host/output_printer.h"
@@ -345,7 +346,7 @@ int Replay(const ReplayOptions& given) {
                                        "on from them, or another --root");
   }
   if (newSandbox) options.root = MakeTemporaryDirectory("tallyd-sandbox");
-  fs::create_directories(options.root);
+  MakeDirectories(options.root, "sandbox");
   options.root = fs::canonical(options.root).string();
   if (options.db.empty()) options.db = options.root + "/var/db/tallyd/stats.db";
   if (!options.append && StoreHoldsValues(options.db)) {
@@ -354,7 +355,7 @@ int Replay(const ReplayOptions& given) {
                                        "to them, or another --db");
   }
   if (fs::path(options.db).has_parent_path()) {
-    fs::create_directories(fs::path(options.db).parent_path());
+    MakeDirectories(fs::path(options.db).parent_path().string(), "store's");
   }
   if (!options.out.empty()) {
     int fd = ::open(options.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);

@@ -14,6 +14,7 @@
 #include <stdexcept>
 
 #include "host/daemon_config.h"
+#include "host/directories.h"
 #include "host/exit_codes.h"
 #include "host/module_loader.h"
 #include "host/stats_daemon.h"
@@ -114,11 +115,12 @@ int Run(const RunOptions& given) {
   if (options.db.empty()) options.db = StateHome() + "/tallyd/stats.db";
   linuxdev::LinuxDeviceOptions device;
   if (!options.config.empty()) device.settings = ReadDaemonConfig(options.config);
-  fs::create_directories(options.state);
+  MakeDirectories(options.state, "state");
   device.stateDirectory = fs::canonical(options.state).string();
   device.services = {kDailyReportService};
-  if (fs::path(options.db).has_parent_path())
-    fs::create_directories(fs::path(options.db).parent_path());
+  if (fs::path(options.db).has_parent_path()) {
+    MakeDirectories(fs::path(options.db).parent_path().string(), "store's");
+  }
 
   const sigset_t stopSignals = BlockStopSignals();
   Database db(options.db);

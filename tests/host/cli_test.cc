@@ -64,6 +64,29 @@ TEST_F(ReplayTest, ReadingCommandsNeverCreateAStore) {
   }
 }
 
+TEST_F(ReplayTest, PathsThatCannotBeWrittenExit74WithThePathNamed) {
+  // A regular file where a directory must be: nothing can be made below it.
+  std::ofstream(dir_ / "file") << "a file\n";
+  const std::string file = (dir_ / "file").string();
+  const std::string trace = (dir_ / "trace.jsonl").string();
+  std::ofstream(trace) << kTrace;
+  Result store = tallyd("replay " + trace + " --db " + file + "/stats.db --out /dev/null");
+  EXPECT_EQ(store.status, 74);
+  EXPECT_EQ(store.err,
+            "tallyd: " + file + ": cannot make the store's directory: Not a directory\n");
+  Result sandbox = tallyd("replay " + trace + " --root " + file + "/root --out /dev/null");
+  EXPECT_EQ(sandbox.status, 74);
+  EXPECT_THAT(sandbox.err, HasSubstr(file + "/root: cannot make the sandbox directory"));
+  Result state = tallyd("run --db " + db() + " --state " + file + "/state");
+  EXPECT_EQ(state.status, 74);
+  EXPECT_THAT(state.err, HasSubstr(file + "/state: cannot make the state directory"));
+  // A settings path that is a directory is no settings file that reads as empty.
+  Result settings = tallyd("run --db " + db() + " --config " + dir_.string());
+  EXPECT_EQ(settings.status, 74);
+  EXPECT_EQ(settings.err,
+            "tallyd: " + dir_.string() + ": cannot read the settings: is a directory\n");
+}
+
 TEST_F(ReplayTest, AStoreWhoseWriterDiedMidTransactionIsReadAtItsLastCommit) {
   ASSERT_EQ(replay(kTrace).status, 0);
   const std::vector<std::string> committed = keys("com.veltro.dovetop");

@@ -291,7 +291,13 @@ class DaemonTest(dbusmock.DBusTestCase):
         self.assertEqual(self.stop_daemon(), 0)
 
     def test_low_power_mode(self):
+        # A state directory whose records folder cannot be made is named at start, under its
+        # own path, and the power side runs on.
+        os.makedirs(self.state())
+        open(self.state('records'), 'w').close()
         self.start_daemon()
+        self.assertIn('tallyd: state directory: cannot be written (%s: Not a directory)'
+                      % self.state('records'), self.stderr())
         self.ppd_obj.Set(PPD_IFACE, 'ActiveProfile', 'power-saver',
                          dbus_interface=dbus.PROPERTIES_IFACE)
         # 3000 of 4000 mAh: level ceil(7.5) * 10 = 80.

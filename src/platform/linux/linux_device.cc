@@ -109,7 +109,12 @@ struct LinuxDevice::Parts {
             ReadText(options.osReleasePath), kSingleUserContainer,
             [this](std::string_view line) { outputs.write(line); }) {
     registry.setSleep(&sleep);
-    CreateStateDirectories(paths);
+    // Said at start, under the state directory's own name: the module would later name only
+    // its device paths.
+    if (std::string unwritable = CreateStateDirectories(paths); !unwritable.empty()) {
+      findings.push_back("state directory: cannot be written (" + unwritable +
+                         "); the module's records and session logs will fail");
+    }
     for (BusPtr* bus : {&systemBus, &sessionBus}) {
       if (*bus) sd_bus_attach_event(bus->get(), loop.event(), SD_EVENT_PRIORITY_NORMAL);
     }

@@ -19,7 +19,8 @@ platform::PathMap StatePathMap(const std::string& state);
 // The temporary directory's device path.
 inline constexpr char kStateTemporaryDirectory[] = "/tmp/";
 
-// Creates the mapped directories (not the marker file); false when one cannot be made.
-bool CreateStateDirectories(const platform::PathMap& map);
+// Creates the mapped directories (not the marker file); the first that cannot be made or
+// written, with why, or empty when all can.
+std::string CreateStateDirectories(const platform::PathMap& map);
 
 }  // namespace tl::linuxdev
