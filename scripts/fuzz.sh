@@ -9,7 +9,8 @@ scripts/install-deps.sh
 seconds=${1:-60}
 shift || true
 harnesses=("$@")
-((${#harnesses[@]})) || harnesses=(trace_line bundle_record event_record session_log)
+((${#harnesses[@]})) || harnesses=(trace_line bundle_record event_record session_log power_supply
+  sysfs_reading wake_reason proc_net package_database key_file flatpak_instance settings)
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DTALLYLINE_FUZZ=ON -DTALLYLINE_TESTS=OFF \
   -DTALLYLINE_BENCH=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build-fuzz -j "$(nproc)" --target fuzzers

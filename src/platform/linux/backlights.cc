@@ -39,16 +39,21 @@ std::optional<SysfsDevice> ChooseBacklight(const std::vector<SysfsDevice>& backl
   return *best;
 }
 
+// A driver's value outside 0 to max_brightness is read as the nearer end.
+long long Clamped(const SysfsDevice& backlight) {
+  return std::clamp(Actual(backlight), 0LL, std::max(backlight.number("max_brightness", 0), 0LL));
+}
+
 platform::Dictionary BrightnessDictionary(const SysfsDevice& backlight, bool displayOn) {
   return {{"min", platform::Value(0)},
           {"max", platform::Value(backlight.number("max_brightness", 0))},
-          {"value", platform::Value(displayOn ? Actual(backlight) : 0LL)}};
+          {"value", platform::Value(displayOn ? Clamped(backlight) : 0LL)}};
 }
 
 float BrightnessFraction(const SysfsDevice& backlight) {
   const long long max = backlight.number("max_brightness", 0);
   if (max <= 0) return 0;
-  return static_cast<float>(std::clamp(Actual(backlight), 0LL, max)) / static_cast<float>(max);
+  return static_cast<float>(Clamped(backlight)) / static_cast<float>(max);
 }
 
 }  // namespace tl::linuxdev

@@ -25,10 +25,15 @@ bool Exists(const std::string& path) {
 }  // namespace
 
 std::optional<FlatpakInstance> ReadFlatpakInstance(const std::string& directory) {
-  std::optional<std::string> appId = AppIdFromFlatpakInfo(ReadText(directory + "/info"));
+  return ParseFlatpakInstance(ReadText(directory + "/info"),
+                              ReadText(directory + "/bwrapinfo.json"));
+}
+
+std::optional<FlatpakInstance> ParseFlatpakInstance(std::string_view info,
+                                                    std::string_view bwrapinfo) {
+  std::optional<std::string> appId = AppIdFromFlatpakInfo(info);
   if (!appId) return std::nullopt;
-  const auto bwrap = nlohmann::json::parse(ReadText(directory + "/bwrapinfo.json"), nullptr,
-                                           /*allow_exceptions=*/false);
+  const auto bwrap = nlohmann::json::parse(bwrapinfo, nullptr, /*allow_exceptions=*/false);
   const auto pid = bwrap.is_object() ? bwrap.find("child-pid") : bwrap.end();
   if (pid == bwrap.end() || !pid->is_number_integer() || pid->get<int64_t>() <= 0 ||
       pid->get<int64_t>() > INT32_MAX) {

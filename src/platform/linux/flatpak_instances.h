@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/linux/app_run_states.h"
 #include "platform/linux/event_loop.h"
@@ -23,6 +24,9 @@ struct FlatpakInstance {
 // its "bwrapinfo.json"; none while either is missing (flatpak writes them as it starts the
 // sandbox) or unreadable.
 std::optional<FlatpakInstance> ReadFlatpakInstance(const std::string& directory);
+// The same from the texts of "info" and "bwrapinfo.json".
+std::optional<FlatpakInstance> ParseFlatpakInstance(std::string_view info,
+                                                    std::string_view bwrapinfo);
 
 // $XDG_RUNTIME_DIR/.flatpak; empty without a runtime directory.
 std::string DefaultFlatpakInstancesDir();

@@ -2,6 +2,7 @@
 #include "platform/linux/wake_reason.h"
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -65,11 +66,26 @@ std::optional<int> ReadWakeupIrq(const std::string& sysRoot) {
   // The file reads as an error (ENODATA) when no interrupt woke the system.
   auto line = ReadLine(sysRoot + "/power/pm_wakeup_irq");
   if (!line) return std::nullopt;
-  try {
-    return std::stoi(*line);
-  } catch (const std::exception&) {
+  return ParseWakeupIrq(*line);
+}
+
+std::optional<int> ParseWakeupIrq(std::string_view line) {
+  int irq = -1;
+  auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), irq);
+  if (error != std::errc() || irq < 0) return std::nullopt;
+  // Only white space may follow the number.
+  if (std::string_view(end, line.data() + line.size()).find_first_not_of(" \t\n") !=
+      std::string_view::npos) {
     return std::nullopt;
   }
+  return irq;
+}
+
+std::optional<long long> ParseWakeupCount(std::string_view line) {
+  long long count = -1;
+  auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), count);
+  if (error != std::errc() || count < 0 || end != line.data() + line.size()) return std::nullopt;
+  return count;
 }
 
 std::string ReadIrqActions(const std::string& sysRoot, int irq) {
@@ -83,10 +99,7 @@ WakeupCounts ReadWakeupCounts(const std::string& sysRoot) {
     auto name = ReadLine(entry.path() / "name");
     auto count = ReadLine(entry.path() / "event_count");
     if (!name || !count) continue;
-    try {
-      counts[*name] = std::stoll(*count);
-    } catch (const std::exception&) {
-    }
+    if (auto value = ParseWakeupCount(*count)) counts[*name] = *value;
   }
   return counts;
 }

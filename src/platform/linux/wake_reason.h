@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tl::linuxdev {
 
@@ -19,6 +20,10 @@ std::string WakeReasonTokens(std::optional<int> wakeupIrq, const std::string& ir
 // Reads the system's wakeup interrupt (/sys/power/pm_wakeup_irq), its actions, and the wakeup
 // sources' counts (/sys/class/wakeup) below sysRoot.
 std::optional<int> ReadWakeupIrq(const std::string& sysRoot);
+// The texts of pm_wakeup_irq and of a wakeup source's event_count; nullopt when they are not
+// one non-negative number.
+std::optional<int> ParseWakeupIrq(std::string_view line);
+std::optional<long long> ParseWakeupCount(std::string_view line);
 std::string ReadIrqActions(const std::string& sysRoot, int irq);
 WakeupCounts ReadWakeupCounts(const std::string& sysRoot);
 
