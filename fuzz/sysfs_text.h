@@ -3,6 +3,7 @@
 // they come), and a line "--" between one reading and the next.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <cmath>
 #include <new>
 
 #include "host/exit_codes.h"
@@ -67,6 +68,24 @@ void Statement::requireValue(int column) {
   const char* file = sqlite3_db_filename(db_, "main");
   throw CommandError(kExitBadInput, std::string(file && *file ? file : "the store") +
                                         ": a damaged store: a missing value in column " +
+                                        sqlite3_column_name(statement_.get(), column));
+}
+
+void Statement::requireNumber(int column) {
+  requireValue(column);
+  const int type = columnType(column);
+  std::string what;
+  if (type != SQLITE_INTEGER && type != SQLITE_FLOAT) {
+    what = type == SQLITE_TEXT ? "a text" : "a blob";
+  } else if (type == SQLITE_FLOAT && !(std::fabs(columnDouble(column)) <= kLargestStoredNumber)) {
+    what = "a number out of range";
+  } else {
+    return;
+  }
+  const char* file = sqlite3_db_filename(db_, "main");
+  throw CommandError(kExitBadInput, std::string(file && *file ? file : "the store") +
+                                        ": a damaged store: " + what + " where a number belongs " +
+                                        "in column " +
                                         sqlite3_column_name(statement_.get(), column));
 }
 

@@ -31,6 +31,14 @@ class Statement {
   // Throws CommandError (bad input) when the column is NULL, which no NOT NULL column of a store
   // holds unless something else made or changed it.
   void requireValue(int column);
+  // A column that must hold a number: a NULL, a text or a blob, or a magnitude beyond
+  // kLargestStoredNumber throws CommandError (bad input), naming the column. Check columnType()
+  // first where NULL is valid.
+  void requireNumber(int column);
+  double columnNumber(int column) {
+    requireNumber(column);
+    return columnDouble(column);
+  }
   // The text of a column, whole; a NULL throws as in requireValue. Check columnType() first
   // where NULL is valid.
   std::string columnText(int column);
@@ -42,6 +50,9 @@ class Statement {
   sqlite3* db_;
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
+
+// No value tallyd stores comes near it; a sum of two such would be infinite.
+inline constexpr double kLargestStoredNumber = 1e300;
 
 // An open SQLite database; closed on destruction.
 class Database {

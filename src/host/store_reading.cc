@@ -39,7 +39,7 @@ Database OpenStoreForReading(const std::string& path) {
 namespace {
 
 StoredNumber ColumnNumber(Statement& s, int column) {
-  s.requireValue(column);
+  s.requireNumber(column);
   StoredNumber n;
   n.integer = s.columnType(column) == SQLITE_INTEGER;
   if (n.integer) {
@@ -57,7 +57,7 @@ constexpr char kDayBounds[] = "(?2 = '' OR day >= ?2) AND (?3 = '' OR day <= ?3)
 std::vector<KeyRow> ReadKeys(Database& db, const std::string& prefix, const DayRange& days) {
   const std::string where = std::string(" WHERE substr(key, 1, length(?1)) = ?1 AND ") + kDayBounds;
   Statement list =
-      db.prepare(("SELECT key, day, 0, value, 0, 0, 0 FROM scalars" + where +
+      db.prepare(("SELECT key, day, 0, value, 0 AS sum, 0 AS min, 0 AS max FROM scalars" + where +
                   " UNION ALL SELECT key, day, 1, count, sum, min, max FROM distributions" + where +
                   " ORDER BY 1, 2, 3")
                      .c_str());
@@ -69,7 +69,7 @@ std::vector<KeyRow> ReadKeys(Database& db, const std::string& prefix, const DayR
     row.day = list.columnText(1);
     row.distribution = list.columnInt64(2) != 0;
     if (row.distribution) {
-      for (int column = 3; column <= 6; ++column) list.requireValue(column);
+      for (int column = 3; column <= 6; ++column) list.requireNumber(column);
       row.count = list.columnInt64(3);
       row.sum = list.columnDouble(4);
       row.min = list.columnDouble(5);

@@ -30,11 +30,12 @@ void BindOptional(Statement& s, int index, const std::optional<T>& value) {
 
 std::optional<double> OptionalDouble(Statement& s, int column) {
   if (s.columnType(column) == SQLITE_NULL) return std::nullopt;
-  return s.columnDouble(column);
+  return s.columnNumber(column);
 }
 
 std::optional<int64_t> OptionalInt(Statement& s, int column) {
   if (s.columnType(column) == SQLITE_NULL) return std::nullopt;
+  s.requireNumber(column);
   return s.columnInt64(column);
 }
 
@@ -65,8 +66,9 @@ std::vector<TimelineRow> ReadTimeline(Database& db) {
       db.prepare((std::string("SELECT ") + kColumns + " FROM timeline ORDER BY at, rowid").c_str());
   while (list.row()) {
     TimelineRow row;
-    row.at = list.columnDouble(0);
+    row.at = list.columnNumber(0);
     row.day = list.columnText(1);
+    list.requireNumber(2);
     row.utcOffset = static_cast<int32_t>(list.columnInt64(2));
     row.event = list.columnText(3);
     if (auto state = OptionalInt(list, 4)) row.state = static_cast<int>(*state);

@@ -1,5 +1,7 @@
 // tallyd report on stores filled by real replays: hand-worked days through CSV and JSON, a day
 // boundary in a zone that is not UTC, and a page that opens offline.
+#include <sqlite3.h>
+
 #include <regex>
 
 #include "host/replay_fixture.h"
@@ -156,6 +158,65 @@ TEST_F(ReportTest, AnIntervalAcrossLocalMidnightCountsOnTheDayItEnds) {
   EXPECT_EQ(report["not_recorded"][1]["from"], 1767245400);
   // --from and --to pick local days.
   EXPECT_EQ(json("--from 2026-01-01")["days"], Json({"2026-01-01"}));
+}
+
+TEST_F(ReportTest, DaysFarFromTheRestAreSetApartAndDamagedNumbersRefused) {
+  Result run = replay(R"({"device": {"start": 1767225600}}
+{"at": 0, "load": true}
+{"at": 3600, "battery": {"CurrentCapacity": 1900}}
+)");
+  ASSERT_EQ(run.status, 0) << run.err;
+  auto sql = [](const std::string& path, const std::string& statements) {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, statements.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(db);
+  };
+  // A clock not yet set at boot wrote a row on 1970-01-01; a damaged store names a day that is
+  // none, and an empty one.
+  sql(db(),
+      "INSERT INTO timeline (at, day, utc_offset, event) VALUES (5, '1970-01-01', 0, 'start');"
+      "INSERT INTO scalars VALUES ('garbage', 'k', 1), ('', 'k', 2), ('2026-02-30', 'k', 3);");
+  const Json report = json();
+  EXPECT_EQ(report["days"], Json({"2026-01-01"}));
+  EXPECT_EQ(report["outside_range"],
+            Json::parse(R"([{"day": "", "values": 1}, {"day": "1970-01-01", "values": 1},
+                            {"day": "2026-02-30", "values": 1}, {"day": "garbage", "values": 1}])"));
+  Result text = tallyd("report --format text --db " + db());
+  EXPECT_THAT(text.out, HasSubstr("4 days outside the recorded range"));
+  EXPECT_THAT(text.out, HasSubstr("1970-01-01 (1 value)"));
+  // The page holds the one day, not ten years of them.
+  Result html = tallyd("report --db " + db() + " -o " + (dir_ / "r.html").string());
+  ASSERT_EQ(html.status, 0) << html.err;
+  EXPECT_LT(fs::file_size(dir_ / "r.html"), 2'000'000u);
+  // Asked for the days in between, the far day is still set apart.
+  EXPECT_EQ(json("--from 1970-01-01 --to 2026-12-31")["days"], Json({"2026-01-01"}));
+
+  // A text or a blob where a number belongs, a timeline row without a time, and a number no
+  // store of tallyd's holds: refused, with the column named.
+  struct Case {
+    std::string statement;
+    std::string message;
+  };
+  for (const Case& c : std::vector<Case>{
+           {"UPDATE scalars SET value = 'abc' WHERE day = '2026-01-01'",
+            "a text where a number belongs in column value"},
+           {"UPDATE distributions SET sum = x'00'", "a blob where a number belongs in column sum"},
+           {"CREATE TABLE t AS SELECT * FROM timeline; DROP TABLE timeline;"
+            "CREATE TABLE timeline AS SELECT * FROM t; UPDATE timeline SET at = NULL",
+            "a missing value in column at"},
+           {"UPDATE timeline SET level = 'high'", "a text where a number belongs in column level"},
+           {"UPDATE scalars SET value = 1e306 WHERE day = '2026-01-01'",
+            "a number out of range where a number belongs in column value"},
+       }) {
+    SCOPED_TRACE(c.statement);
+    const std::string copy = (dir_ / "damaged.db").string();
+    fs::copy_file(db(), copy, fs::copy_options::overwrite_existing);
+    sql(copy, c.statement);
+    Result damaged = tallyd("report --format json --db " + copy);
+    EXPECT_EQ(damaged.status, 65);
+    EXPECT_EQ(damaged.err, "tallyd: " + copy + ": a damaged store: " + c.message + "\n");
+  }
 }
 
 TEST_F(ReportTest, TheSampleDayPageOpensOfflineAndItsDataParses) {

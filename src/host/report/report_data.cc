@@ -101,6 +101,10 @@ std::string RenderJson(const Report& report) {
     gaps.push_back({{"from", s.from}, {"to", s.to}, {"why", s.why}});
   }
   json["not_recorded"] = gaps;
+  Json outside = Json::array();
+  for (const auto& [day, count] : report.outside)
+    outside.push_back({{"day", day}, {"values", count}});
+  json["outside_range"] = outside;
   json["midnights"] = report.midnights;
   return json.dump(1) + "\n";
 }

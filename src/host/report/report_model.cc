@@ -47,7 +47,7 @@ class Keys {
  public:
   Keys(Database& db) {
     for (KeyRow& row : ReadKeys(db, "", {})) {
-      days_.insert(row.day);
+      ++days_[row.day];
       if (row.distribution) {
         samples_[{row.day, row.key}] = row;
       } else {
@@ -89,10 +89,11 @@ class Keys {
     }
     return found;
   }
-  const std::set<std::string>& days() const { return days_; }
+  // Each day the keys name, with how many values it holds.
+  const std::map<std::string, size_t>& days() const { return days_; }
 
  private:
-  std::set<std::string> days_;
+  std::map<std::string, size_t> days_;
   std::map<std::pair<std::string, std::string>, double> scalars_;
   std::map<std::pair<std::string, std::string>, KeyRow> samples_;
 };
@@ -126,6 +127,65 @@ std::string NextDay(const std::string& day) {
   const date::year_month_day next{date::sys_days{date::year{y} / date::month{m} / date::day{d}} +
                                   date::days{1}};
   return date::format("%F", next);
+}
+
+// A day as the store names it, when it is a date of the calendar written as one.
+bool IsCalendarDay(const std::string& day) {
+  int y = 0;
+  unsigned m = 0, d = 0;
+  if (day.size() != 10 || std::sscanf(day.c_str(), "%4d-%2u-%2u", &y, &m, &d) != 3) return false;
+  const date::year_month_day ymd{date::year{y} / date::month{m} / date::day{d}};
+  return ymd.ok() && date::format("%F", ymd) == day;
+}
+
+// A day's text as a sentence may show it: a damaged store may hold any bytes there.
+std::string Shown(std::string text) {
+  if (text.size() > 40) text = text.substr(0, 40) + "...";
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) >= 0x7f) c = '?';
+  }
+  return text;
+}
+
+int64_t DayNumber(const std::string& day) {
+  int y = 0;
+  unsigned m = 0, d = 0;
+  std::sscanf(day.c_str(), "%4d-%2u-%2u", &y, &m, &d);
+  return date::sys_days{date::year{y} / date::month{m} / date::day{d}}.time_since_epoch().count();
+}
+
+// The days shown: of the calendar days that hold data (and lie within the options), the run of
+// days with no gap longer than kLongestGapDays that holds the most of them (the latest of
+// equals). A clock not yet set at boot writes a row on 1970-01-01; a damaged store may name a
+// day that is no day. Neither may stretch the range so far that the real days drop out: they
+// are set apart, each with how many values it holds.
+constexpr int64_t kLongestGapDays = 30;
+
+std::vector<std::string> ChooseDays(const std::map<std::string, size_t>& present,
+                                    const DayRange& range,
+                                    std::vector<std::pair<std::string, size_t>>* outside) {
+  std::vector<std::vector<std::string>> runs;
+  for (const auto& [day, count] : present) {
+    if (!range.contains(day)) continue;
+    if (!IsCalendarDay(day)) {
+      outside->emplace_back(Shown(day), count);
+      continue;
+    }
+    if (runs.empty() || DayNumber(day) - DayNumber(runs.back().back()) > kLongestGapDays) {
+      runs.emplace_back();
+    }
+    runs.back().push_back(day);
+  }
+  const std::vector<std::string>* best = nullptr;
+  for (const auto& run : runs) {
+    if (!best || run.size() >= best->size()) best = &run;
+  }
+  for (const auto& run : runs) {
+    if (&run == best) continue;
+    for (const std::string& day : run) outside->emplace_back(day, present.at(day));
+  }
+  std::sort(outside->begin(), outside->end());
+  return best ? *best : std::vector<std::string>();
 }
 
 std::vector<std::string> DaysBetween(const std::string& first, const std::string& last) {
@@ -197,11 +257,9 @@ Report BuildReport(Database& db, const ReportOptions& options) {
 
   const Keys keys(db);
   const std::vector<TimelineRow> rows = ReadTimeline(db);
-  std::set<std::string> present = keys.days();
-  for (const TimelineRow& row : rows) present.insert(row.day);
-  for (const std::string& day : present) {
-    if (options.days.contains(day)) report.days.push_back(day);
-  }
+  std::map<std::string, size_t> present = keys.days();
+  for (const TimelineRow& row : rows) ++present[row.day];
+  report.days = ChooseDays(present, options.days, &report.outside);
   for (const std::string& day : options.compare) {
     if (!present.count(day)) {
       throw CommandError(kExitUsage, "--compare " + day + ": the store holds nothing of that day");
@@ -254,6 +312,22 @@ Report BuildReport(Database& db, const ReportOptions& options) {
       "daemon ran that day (time before a daemon's first measurement is never booked).",
       "n/a marks a value that does not apply, such as the low-power-mode day energy of the "
       "condition that was not current."};
+  if (!report.outside.empty()) {
+    std::string days;
+    for (const auto& [day, count] : report.outside) {
+      if (days.size() > 200) {
+        days += ", ...";
+        break;
+      }
+      days += (days.empty() ? "" : ", ") + (day.empty() ? std::string("(no day)") : day) + " (" +
+              std::to_string(count) + (count == 1 ? " value)" : " values)");
+    }
+    report.reading.push_back(std::to_string(report.outside.size()) +
+                             (report.outside.size() == 1 ? " day" : " days") +
+                             " outside the recorded range, far from the other days or no date of "
+                             "the calendar, are left out: " +
+                             days + ".");
+  }
   for (const TimelineRow& row : rows) {
     if (row.event != kEventDailyReport || !options.days.contains(row.day)) continue;
     report.reading.push_back("The daily report of " + row.day + " (brightness, network) covers " +

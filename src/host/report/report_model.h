@@ -47,6 +47,9 @@ struct Report {
   std::vector<Table> tables;         // the views in order
   std::vector<TimelinePoint> timeline;
   std::vector<Stretch> notRecorded;
+  // Days that hold data but are not shown (far from the others, or no calendar day), each with
+  // how many values it holds.
+  std::vector<std::pair<std::string, size_t>> outside;
 
   const Table* table(const std::string& name) const;
 };
