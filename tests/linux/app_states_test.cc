@@ -94,6 +94,7 @@ TEST(AppIdsTest, UnitNamesCgroupsAndFlatpakInfo) {
   EXPECT_EQ(AppIdFromFlatpakInfo("[Application]\nname=org.gnome.Maps\nruntime=x\n"),
             "org.gnome.Maps");
   EXPECT_EQ(AppIdFromFlatpakInfo("not a key file"), std::nullopt);
+  EXPECT_EQ(AppIdFromFlatpakInfo("[Application]\nname=\n"), std::nullopt);
 }
 
 TEST(FlatpakInstanceTest, NeedsTheInfoAndAChildPid) {

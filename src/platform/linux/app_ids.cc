@@ -90,7 +90,8 @@ std::optional<std::string> AppIdFromCgroup(std::string_view cgroupText) {
 std::optional<std::string> AppIdFromFlatpakInfo(std::string_view infoText) {
   KeyFile info = ParseKeyFile(infoText);
   for (const char* group : {"Application", "Runtime"}) {
-    if (const std::string* name = info.find(group, "name")) return *name;
+    // An empty name names no application: an instance of it would have no bundle.
+    if (const std::string* name = info.find(group, "name"); name && !name->empty()) return *name;
   }
   return std::nullopt;
 }
