@@ -36,7 +36,12 @@ Json CellJson(const Cell& cell) {
 
 }  // namespace
 
-std::string DataNumber(double value) { return FormatNumber(std::round(value * 1000.0) / 1000.0); }
+// Three decimals at most; a number past 10^15 has none to round, and multiplying it could
+// overflow.
+std::string DataNumber(double value) {
+  if (!(std::fabs(value) < 1e15)) return FormatNumber(value);
+  return FormatNumber(std::round(value * 1000.0) / 1000.0);
+}
 
 std::string RenderCsv(const Table& table) {
   std::string out;

@@ -2,6 +2,7 @@
 // format (text, CSV, JSON, HTML) renders the same data its own way.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -32,10 +33,11 @@ struct Table {
   std::vector<std::vector<Cell>> rows;
 };
 
-// A cell's number, or nullopt for text and null.
+// A cell's number, or nullopt for text, null and a figure that is not finite (a rate over no
+// time), which every format then shows as not applying.
 inline std::optional<double> NumberOf(const Cell& cell) {
   if (auto* i = std::get_if<int64_t>(&cell)) return static_cast<double>(*i);
-  if (auto* d = std::get_if<double>(&cell)) return *d;
+  if (auto* d = std::get_if<double>(&cell); d && std::isfinite(*d)) return *d;
   return std::nullopt;
 }
 
