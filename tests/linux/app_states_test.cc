@@ -73,6 +73,25 @@ TEST(AppRunStatesTest, AWindowThatChangesItsAppIdMovesBetweenApps) {
   EXPECT_FALSE(platform::Find(StateInfo({"org.example.Sync", -1, 1}), "pid"));
 }
 
+TEST(AppRunStatesTest, ABatchSettlesOnceForTheStatesItEndsIn) {
+  AppRunStates states;
+  states.toplevel(1, {"org.example.Notes", true, 0});
+  states.toplevel(2, {"org.example.Maps", false, 0});
+  // The focus moves to Notes' new window: its first window's deactivation comes first, yet Notes
+  // never left the foreground.
+  EXPECT_EQ(states.toplevels({{1, Toplevel{"org.example.Notes", false, 0}},
+                              {3, Toplevel{"org.example.Notes", true, 0}}}),
+            Changes{});
+  // The focus moves to Maps as Notes' active window closes: both change, in identifier order.
+  EXPECT_EQ(states.toplevels({{3, std::nullopt}, {2, Toplevel{"org.example.Maps", true, 0}}}),
+            (Changes{{"org.example.Maps", -1, kStateForegroundRunning},
+                     {"org.example.Notes", -1, kStateBackgroundRunning}}));
+  // A window that opens and closes within one batch leaves nothing behind.
+  EXPECT_EQ(states.toplevels({{4, Toplevel{"org.example.Splash", true, 0}}, {4, std::nullopt}}),
+            Changes{});
+  EXPECT_EQ(states.running().size(), 2u);
+}
+
 TEST(AppIdsTest, UnitNamesCgroupsAndFlatpakInfo) {
   EXPECT_EQ(AppIdFromUnitName("app-gnome-org.gnome.Maps-12345.scope"), "org.gnome.Maps");
   EXPECT_EQ(AppIdFromUnitName("app-flatpak-org.mozilla.firefox-998.scope"), "org.mozilla.firefox");

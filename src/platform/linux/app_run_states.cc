@@ -72,22 +72,33 @@ std::vector<AppStateChange> AppRunStates::settle(std::set<std::string> appIds) {
   return changes;
 }
 
-std::vector<AppStateChange> AppRunStates::toplevel(uint64_t handle, Toplevel toplevel) {
-  std::set<std::string> affected{toplevel.appId};
-  auto [it, added] = toplevels_.try_emplace(handle, toplevel);
-  if (!added) {
+void AppRunStates::apply(const ToplevelChange& change, std::set<std::string>& affected) {
+  auto it = toplevels_.find(change.handle);
+  if (it != toplevels_.end()) {
     affected.insert(it->second.appId);
-    it->second = std::move(toplevel);
+    if (!change.toplevel) {
+      toplevels_.erase(it);
+      return;
+    }
+    it->second = *change.toplevel;
+  } else if (change.toplevel) {
+    toplevels_.emplace(change.handle, *change.toplevel);
   }
+  if (change.toplevel) affected.insert(change.toplevel->appId);
+}
+
+std::vector<AppStateChange> AppRunStates::toplevels(const std::vector<ToplevelChange>& batch) {
+  std::set<std::string> affected;
+  for (const ToplevelChange& change : batch) apply(change, affected);
   return settle(std::move(affected));
 }
 
+std::vector<AppStateChange> AppRunStates::toplevel(uint64_t handle, Toplevel toplevel) {
+  return toplevels({{handle, std::move(toplevel)}});
+}
+
 std::vector<AppStateChange> AppRunStates::toplevelClosed(uint64_t handle) {
-  auto it = toplevels_.find(handle);
-  if (it == toplevels_.end()) return {};
-  std::set<std::string> affected{it->second.appId};
-  toplevels_.erase(it);
-  return settle(std::move(affected));
+  return toplevels({{handle, std::nullopt}});
 }
 
 std::vector<AppStateChange> AppRunStates::toplevelsGone() {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -45,6 +46,12 @@ struct AppUnit {
   std::set<int32_t> pids;
 };
 
+// A toplevel's change within a batch of the compositor's events; no toplevel: it closed.
+struct ToplevelChange {
+  uint64_t handle = 0;
+  std::optional<Toplevel> toplevel;
+};
+
 // A pure state machine: each input updates what is known and returns the applications whose
 // state changed, in the order of their identifiers. An application is foreground running while
 // one of its toplevels is activated; otherwise background running while a toplevel or a live
@@ -55,6 +62,10 @@ class AppRunStates {
  public:
   std::vector<AppStateChange> toplevel(uint64_t handle, Toplevel toplevel);
   std::vector<AppStateChange> toplevelClosed(uint64_t handle);
+  // A batch of changes the compositor sent together, settled once: a focus that moves between
+  // two windows of one application arrives as two changes, and the application never left the
+  // foreground.
+  std::vector<AppStateChange> toplevels(const std::vector<ToplevelChange>& batch);
   // The compositor went away: every toplevel is closed.
   std::vector<AppStateChange> toplevelsGone();
   std::vector<AppStateChange> unit(const std::string& name, AppUnit unit);
@@ -67,6 +78,8 @@ class AppRunStates {
  private:
   AppStateChange derive(const std::string& appId) const;
   std::vector<AppStateChange> settle(std::set<std::string> appIds);
+  // Records one change and adds the applications it touches to affected.
+  void apply(const ToplevelChange& change, std::set<std::string>& affected);
 
   std::map<uint64_t, Toplevel> toplevels_;
   std::map<std::string, AppUnit> units_;

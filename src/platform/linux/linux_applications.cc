@@ -165,24 +165,50 @@ std::vector<std::string> LinuxApplications::start() {
 }
 
 std::string LinuxApplications::startForeground() {
-  ToplevelEvents events{[this](uint64_t handle, Toplevel toplevel) {
-                          toplevel.appId = catalog()->resolve(toplevel.appId);
-                          report(states_.toplevel(handle, std::move(toplevel)));
-                        },
-                        [this](uint64_t handle) { report(states_.toplevelClosed(handle)); },
-                        [this] { report(states_.toplevelsGone()); }};
-  foreground_ = std::make_unique<WlrToplevels>(loop_, events);
-  if (foreground_->start()) return "foreground: the compositor's toplevels (wlroots)";
-  foreground_ = std::make_unique<KdeWindows>(loop_, events);
-  if (foreground_->start()) return "foreground: the compositor's windows (KDE)";
-  // Under Wayland, X11's root properties list only XWayland's windows.
-  const char* wayland = std::getenv("WAYLAND_DISPLAY");
-  if (!wayland || !*wayland) {
-    foreground_ = std::make_unique<X11Windows>(loop_, events);
-    if (foreground_->start()) return "foreground: the X11 window manager's active window";
-  }
-  foreground_.reset();
-  return "foreground: not published";
+  // The compositor's changes gather until its batch ends; all of it happens on the loop thread.
+  ToplevelEvents events{.changed =
+                            [this](uint64_t handle, Toplevel toplevel) {
+                              toplevel.appId = catalog()->resolve(toplevel.appId);
+                              toplevelBatch_.push_back({handle, std::move(toplevel)});
+                            },
+                        .closed =
+                            [this](uint64_t handle) {
+                              toplevelBatch_.push_back({handle, std::nullopt});
+                            },
+                        .gone =
+                            [this] {
+                              toplevelBatch_.clear();
+                              report(states_.toplevelsGone());
+                            },
+                        .settled = [this] { settleToplevels(); }};
+  auto starts = [&](std::unique_ptr<ToplevelSource> source) {
+    toplevelBatch_.clear();  // what a source that then failed had told
+    foreground_ = std::move(source);
+    return foreground_->start();
+  };
+  const std::string found = [&]() -> std::string {
+    if (starts(std::make_unique<WlrToplevels>(loop_, events))) {
+      return "the compositor's toplevels (wlroots)";
+    }
+    if (starts(std::make_unique<KdeWindows>(loop_, events)))
+      return "the compositor's windows (KDE)";
+    // Under Wayland, X11's root properties list only XWayland's windows.
+    const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    if ((!wayland || !*wayland) && starts(std::make_unique<X11Windows>(loop_, events))) {
+      return "the X11 window manager's active window";
+    }
+    foreground_.reset();
+    toplevelBatch_.clear();
+    return "not published";
+  }();
+  settleToplevels();  // the windows already open
+  return "foreground: " + found;
+}
+
+void LinuxApplications::settleToplevels() {
+  std::vector<ToplevelChange> batch;
+  batch.swap(toplevelBatch_);
+  report(states_.toplevels(batch));
 }
 
 std::string LinuxApplications::startPackages() {

@@ -74,6 +74,8 @@ class LinuxApplications : public platform::Applications {
   // Connects to the session's window list, the first of: a wlroots compositor's, KDE's, the X11
   // window manager's; the daemon's line that says which.
   std::string startForeground();
+  // Reports what the compositor told since the last batch ended.
+  void settleToplevels();
   void installationsChanged();
   // Re-reads the package database; the notices of what changed outside any transaction.
   std::vector<InstallNotice> readPackages();
@@ -110,6 +112,7 @@ class LinuxApplications : public platform::Applications {
   std::unique_ptr<UserUnits> units_;
   std::unique_ptr<FlatpakInstances> instances_;
   std::unique_ptr<ToplevelSource> foreground_;
+  std::vector<ToplevelChange> toplevelBatch_;  // told by the compositor, not yet settled
   std::vector<std::unique_ptr<sd_event_source, EventSourceDeleter>> installationWatches_;
   std::vector<FlatpakRef> flatpakRefs_;
   InstalledVersions installed_;  // Flatpak's

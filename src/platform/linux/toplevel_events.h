@@ -15,6 +15,9 @@ struct ToplevelEvents {
   std::function<void(uint64_t handle)> closed;
   // The compositor went away, with every window it listed.
   std::function<void()> gone;
+  // The changes told since the last call came together (one batch of the compositor's events,
+  // or a window whose moment of appearing ended): the applications' states settle now.
+  std::function<void()> settled;
 };
 
 class ToplevelSource {

@@ -7,8 +7,9 @@
 
 namespace tl::linuxdev {
 
-WaylandDisplay::WaylandDisplay(EventLoop& loop, std::function<void()> lost)
-    : loop_(loop), lost_(std::move(lost)) {}
+WaylandDisplay::WaylandDisplay(EventLoop& loop, std::function<void()> lost,
+                               std::function<void()> dispatched)
+    : loop_(loop), lost_(std::move(lost)), dispatched_(std::move(dispatched)) {}
 
 bool WaylandDisplay::open(Bind bind) {
   display_ = wl_display_connect(nullptr);
@@ -55,7 +56,9 @@ int WaylandDisplay::OnReadable(sd_event_source*, int, uint32_t revents, void* se
   if ((revents & (EPOLLHUP | EPOLLERR)) || wl_display_dispatch(display->display_) < 0 ||
       (wl_display_flush(display->display_) < 0 && errno != EAGAIN)) {
     display->lost_();
+    return 0;
   }
+  display->dispatched_();
   return 0;
 }
 

@@ -20,8 +20,8 @@ class WaylandDisplay {
                                   uint32_t version)>;
 
   // lost runs when the compositor goes away or the connection fails: the owner destroys its
-  // proxies and closes the display.
-  WaylandDisplay(EventLoop& loop, std::function<void()> lost);
+  // proxies and closes the display. dispatched runs after each batch of events read on the loop.
+  WaylandDisplay(EventLoop& loop, std::function<void()> lost, std::function<void()> dispatched);
   ~WaylandDisplay() { close(); }
   WaylandDisplay(const WaylandDisplay&) = delete;
   WaylandDisplay& operator=(const WaylandDisplay&) = delete;
@@ -43,6 +43,7 @@ class WaylandDisplay {
 
   EventLoop& loop_;
   std::function<void()> lost_;
+  std::function<void()> dispatched_;
   Bind bind_;
   wl_display* display_ = nullptr;
   wl_registry* registry_ = nullptr;

@@ -17,10 +17,14 @@ void Ignored(A...) {}
 }  // namespace
 
 WlrToplevels::WlrToplevels(EventLoop& loop, ToplevelEvents events)
-    : events_(std::move(events)), display_(loop, [this] {
-        disconnect();
-        events_.gone();
-      }) {}
+    : events_(std::move(events)),
+      display_(
+          loop,
+          [this] {
+            disconnect();
+            events_.gone();
+          },
+          [this] { events_.settled(); }) {}
 
 WlrToplevels::~WlrToplevels() { disconnect(); }
 

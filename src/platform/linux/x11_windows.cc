@@ -136,6 +136,7 @@ void X11Windows::sync() {
       events_.changed(window, known->second);
     }
   }
+  events_.settled();
 }
 
 int X11Windows::OnReadable(sd_event_source*, int, uint32_t, void* self) {
