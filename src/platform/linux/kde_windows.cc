@@ -4,6 +4,7 @@
 #include <wayland-client.h>
 
 #include <algorithm>
+#include <ranges>
 
 #include "plasma-window-management-client-protocol.h"
 
@@ -16,18 +17,34 @@ void Ignored(A...) {}
 
 // The protocol's version that announces windows by UUID; older compositors give numbers.
 constexpr uint32_t kUuidVersion = 13;
+// The protocol's version that lists the stacking order by UUID.
+constexpr uint32_t kStackVersion = 12;
 // The newest version whose events the listeners below cover.
 constexpr uint32_t kHighestVersion = 16;
 
 }  // namespace
 
 KdeWindows::KdeWindows(EventLoop& loop, ToplevelEvents events)
-    : events_(std::move(events)), display_(loop, [this] {
-        disconnect();
-        events_.gone();
-      }) {}
+    : loop_(loop),
+      events_(std::move(events)),
+      display_(
+          loop,
+          [this] {
+            disconnect();
+            events_.gone();
+          },
+          [this] { dispatched(); }) {}
 
 KdeWindows::~KdeWindows() { disconnect(); }
+
+void KdeWindows::dispatched() {
+  // A window announced as another loses the focus has its state one round trip later: the
+  // batch settles once every window announced has told it, or a new window of the same
+  // application would be seen after its other window stopped being active.
+  const bool waiting =
+      std::ranges::any_of(windows_, [](const auto& entry) { return !entry.second->complete; });
+  if (!waiting) events_.settled();
+}
 
 void KdeWindows::disconnect() {
   for (auto& [number, window] : windows_) org_kde_plasma_window_destroy(window->proxy);
@@ -41,11 +58,19 @@ bool KdeWindows::start() {
   const bool opened =
       display_.open([this](wl_registry* registry, uint32_t name, std::string_view interface,
                            uint32_t version) { bind(registry, name, interface, version); });
-  // Then the windows already open, then their initial states.
+  // Then the windows already open and the stacking order, then their initial states.
   if (!opened || !manager_ || !display_.roundtrip() || !display_.roundtrip() ||
       !display_.attach()) {
     disconnect();
     return false;
+  }
+  // The windows shown now were there before the start: none of them is appearing. Without a
+  // stacking order every window counts as shown once its initial state has come.
+  starting_ = false;
+  for (auto& [number, window] : windows_) {
+    window->shown = !stackHeard_ || stack_.contains(window->uuid);
+    window->appeared = window->shown;
+    update(*window);
   }
   return true;
 }
@@ -57,7 +82,7 @@ void KdeWindows::bind(wl_registry* registry, uint32_t name, std::string_view int
       .show_desktop_changed = Ignored<void*, org_kde_plasma_window_management*, uint32_t>,
       .window = OnWindow,
       .stacking_order_changed = Ignored<void*, org_kde_plasma_window_management*, wl_array*>,
-      .stacking_order_uuid_changed = Ignored<void*, org_kde_plasma_window_management*, const char*>,
+      .stacking_order_uuid_changed = OnStackingOrder,
       .window_with_uuid = OnWindowWithUuid,
   };
   version_ = std::min(version, kHighestVersion);
@@ -69,16 +94,32 @@ void KdeWindows::bind(wl_registry* registry, uint32_t name, std::string_view int
 void KdeWindows::OnWindow(void* self, org_kde_plasma_window_management* manager, uint32_t id) {
   auto* owner = static_cast<KdeWindows*>(self);
   if (owner->version_ >= kUuidVersion) return;  // announced again with its UUID
-  owner->track(org_kde_plasma_window_management_get_window(manager, id));
+  owner->track(org_kde_plasma_window_management_get_window(manager, id), {});
 }
 
 void KdeWindows::OnWindowWithUuid(void* self, org_kde_plasma_window_management* manager, uint32_t,
                                   const char* uuid) {
   static_cast<KdeWindows*>(self)->track(
-      org_kde_plasma_window_management_get_window_by_uuid(manager, uuid));
+      org_kde_plasma_window_management_get_window_by_uuid(manager, uuid), uuid);
 }
 
-void KdeWindows::track(org_kde_plasma_window* proxy) {
+void KdeWindows::OnStackingOrder(void* self, org_kde_plasma_window_management*, const char* uuids) {
+  auto& owner = *static_cast<KdeWindows*>(self);
+  if (owner.version_ < kStackVersion) return;
+  owner.stackHeard_ = true;
+  owner.stack_.clear();
+  for (auto part : std::string_view(uuids) | std::views::split(';')) {
+    if (!part.empty()) owner.stack_.emplace(part.begin(), part.end());
+  }
+  if (owner.starting_) return;
+  for (auto& [number, window] : owner.windows_) {
+    if (window->shown || !owner.stack_.contains(window->uuid)) continue;
+    window->shown = true;
+    owner.update(*window);
+  }
+}
+
+void KdeWindows::track(org_kde_plasma_window* proxy, std::string uuid) {
   using W = org_kde_plasma_window;
   static const org_kde_plasma_window_listener kWindow = {
       .title_changed = Ignored<void*, W*, const char*>,
@@ -99,23 +140,48 @@ void KdeWindows::track(org_kde_plasma_window* proxy) {
       .activity_left = Ignored<void*, W*, const char*>,
       .resource_name_changed = Ignored<void*, W*, const char*>,
   };
-  auto window = std::make_unique<Window>(Window{this, next_++, proxy, {}, false, 0, false});
+  auto window = std::make_unique<Window>();
+  window->owner = this;
+  window->number = next_++;
+  window->proxy = proxy;
+  window->uuid = std::move(uuid);
   // Before version 4 there is no initial state: each change stands on its own.
   window->complete = version_ < 4;
+  window->shown = !stackHeard_ || stack_.contains(window->uuid);
   org_kde_plasma_window_add_listener(proxy, &kWindow, window.get());
   windows_.emplace(window->number, std::move(window));
 }
 
-void KdeWindows::Report(Window& window) {
-  if (!window.complete || window.appId.empty()) return;
-  window.owner->events_.changed(window.number,
-                                Toplevel{window.appId, window.activated, window.pid});
+void KdeWindows::update(Window& window) {
+  if (starting_ || !window.complete || !window.shown || window.appId.empty()) return;
+  if (!window.told && !window.activated && !window.appeared) {
+    if (window.appearing) return;
+    sd_event_source* source = nullptr;
+    const auto usec = std::chrono::duration_cast<std::chrono::microseconds>(kAppearing).count();
+    if (sd_event_add_time_relative(loop_.event(), &source, CLOCK_MONOTONIC, usec, 10'000,
+                                   OnAppeared, &window) >= 0) {
+      window.appearing.reset(source);
+      return;
+    }
+    window.appeared = true;  // no timer: told as it is now
+  }
+  window.appearing.reset();
+  window.told = true;
+  events_.changed(window.number, Toplevel{window.appId, window.activated, window.pid});
+}
+
+int KdeWindows::OnAppeared(sd_event_source*, uint64_t, void* data) {
+  auto& window = *static_cast<Window*>(data);
+  window.appeared = true;
+  window.owner->update(window);
+  window.owner->events_.settled();
+  return 0;
 }
 
 void KdeWindows::OnAppId(void* data, org_kde_plasma_window*, const char* appId) {
   auto& window = *static_cast<Window*>(data);
   window.appId = appId;
-  Report(window);
+  window.owner->update(window);
 }
 
 void KdeWindows::OnState(void* data, org_kde_plasma_window*, uint32_t flags) {
@@ -123,7 +189,7 @@ void KdeWindows::OnState(void* data, org_kde_plasma_window*, uint32_t flags) {
   const bool activated = (flags & ORG_KDE_PLASMA_WINDOW_MANAGEMENT_STATE_ACTIVE) != 0;
   if (activated == window.activated && window.complete) return;  // another flag changed
   window.activated = activated;
-  Report(window);
+  window.owner->update(window);
 }
 
 void KdeWindows::OnPid(void* data, org_kde_plasma_window*, uint32_t pid) {
@@ -134,17 +200,20 @@ void KdeWindows::OnPid(void* data, org_kde_plasma_window*, uint32_t pid) {
 void KdeWindows::OnInitialState(void* data, org_kde_plasma_window*) {
   auto& window = *static_cast<Window*>(data);
   window.complete = true;
-  Report(window);
+  window.owner->update(window);
 }
 
 void KdeWindows::OnUnmapped(void* data, org_kde_plasma_window*) {
   auto& window = *static_cast<Window*>(data);
   KdeWindows* owner = window.owner;
+  // A window shown and closed within its moment of appearing was still seen.
+  window.appeared = true;
+  owner->update(window);
   const uint64_t number = window.number;
-  const bool reported = window.complete && !window.appId.empty();
+  const bool told = window.told;
   org_kde_plasma_window_destroy(window.proxy);
   owner->windows_.erase(number);
-  if (reported) owner->events_.closed(number);
+  if (told) owner->events_.closed(number);
 }
 
 }  // namespace tl::linuxdev
