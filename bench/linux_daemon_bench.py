@@ -37,6 +37,7 @@ def main():
     case = daemon_test.DaemonTest('test_battery_drain')
     case.setUp()
     try:
+        case.start_power_profiles()
         case.start_daemon()
         pid = case.daemon.pid
         threads = len(os.listdir('/proc/%d/task' % pid))
@@ -68,6 +69,7 @@ def main():
         case.stop_daemon()
     finally:
         case.tearDown()
+        case.doCleanups()
         daemon_test.DaemonTest.tearDownClass()
 
 
