@@ -1,7 +1,8 @@
-// A stand-in for KWin in the daemon's tests: a Wayland server offering only the window-management
-// global, with windows the test drives through stdin: "open UUID APP_ID PID", "activate UUID",
-// "close UUID". It says "ready" once its socket ($XDG_RUNTIME_DIR/$WAYLAND_DISPLAY) listens and
-// "ok" once each command's events are sent.
+// A stand-in for a KWin older than the stacking order by UUID, in the daemon's tests: a Wayland
+// server offering only the window-management global, which never lists a stacking order and
+// announces each window shown and already active. The test drives its windows through stdin:
+// "open UUID APP_ID PID", "activate UUID", "close UUID". It says "ready" once its socket
+// ($XDG_RUNTIME_DIR/$WAYLAND_DISPLAY) listens and "ok" once each command's events are sent.
 #include <unistd.h>
 #include <wayland-server.h>
 
