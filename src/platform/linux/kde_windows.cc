@@ -4,7 +4,6 @@
 #include <wayland-client.h>
 
 #include <algorithm>
-#include <ranges>
 
 #include "plasma-window-management-client-protocol.h"
 
@@ -108,8 +107,10 @@ void KdeWindows::OnStackingOrder(void* self, org_kde_plasma_window_management*, 
   if (owner.version_ < kStackVersion) return;
   owner.stackHeard_ = true;
   owner.stack_.clear();
-  for (auto part : std::string_view(uuids) | std::views::split(';')) {
-    if (!part.empty()) owner.stack_.emplace(part.begin(), part.end());
+  for (std::string_view rest = uuids; !rest.empty();) {
+    const size_t end = std::min(rest.find(';'), rest.size());
+    if (end > 0) owner.stack_.emplace(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
   }
   if (owner.starting_) return;
   for (auto& [number, window] : owner.windows_) {
