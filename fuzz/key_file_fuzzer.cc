@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/linux/app_ids.h"
-#include "platform/linux/key_file.h"
+#include "platform/linux/apps/app_ids.h"
+#include "platform/linux/apps/key_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);

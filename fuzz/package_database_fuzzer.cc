@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/linux/package_database.h"
+#include "platform/linux/apps/package_database.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/linux/battery_gauge.h"
+#include "platform/linux/power/battery_gauge.h"
 #include "sysfs_text.h"
 
 namespace {

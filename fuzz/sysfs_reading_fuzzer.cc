@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/linux/backlights.h"
-#include "platform/linux/thermal_zones.h"
+#include "platform/linux/power/backlights.h"
+#include "platform/linux/power/thermal_zones.h"
 #include "sysfs_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/linux/sysfs.h"
+#include "platform/linux/loop/sysfs.h"
 
 namespace tl::fuzz {
 

@@ -6,7 +6,7 @@
 #include <set>
 #include <sstream>
 
-#include "platform/linux/wake_reason.h"
+#include "platform/linux/power/wake_reason.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/linux/settings.h"
+#include "platform/linux/roles/settings.h"
 
 namespace tl::host {
 

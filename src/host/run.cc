@@ -20,8 +20,8 @@
 #include "host/stats_daemon.h"
 #include "host/store_meta.h"
 #include "host/version.h"
-#include "platform/linux/linux_device.h"
-#include "platform/linux/notify_service.h"
+#include "platform/linux/roles/linux_device.h"
+#include "platform/linux/roles/notify_service.h"
 
 namespace tl::host {
 

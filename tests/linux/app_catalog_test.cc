@@ -1,6 +1,6 @@
 // The application catalog on a snapshot of application directories: desktop entries, AppStream
 // metainfo, a Flatpak installation and package versions.
-#include "platform/linux/app_catalog.h"
+#include "platform/linux/apps/app_catalog.h"
 
 #include <gtest/gtest.h>
 

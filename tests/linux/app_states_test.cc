@@ -6,11 +6,11 @@
 #include <filesystem>
 #include <fstream>
 
-#include "platform/linux/app_ids.h"
-#include "platform/linux/app_run_states.h"
-#include "platform/linux/flatpak_instances.h"
-#include "platform/linux/install_notices.h"
-#include "platform/linux/linux_activities.h"
+#include "platform/linux/apps/app_ids.h"
+#include "platform/linux/apps/app_run_states.h"
+#include "platform/linux/apps/flatpak_instances.h"
+#include "platform/linux/apps/install_notices.h"
+#include "platform/linux/roles/linux_activities.h"
 
 namespace tl::linuxdev {
 namespace {

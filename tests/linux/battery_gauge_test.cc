@@ -1,5 +1,5 @@
 // The battery gauge across readings: refused values, batteries gone and back, changes of gauge.
-#include "platform/linux/battery_gauge.h"
+#include "platform/linux/power/battery_gauge.h"
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,8 @@
 #include <chrono>
 #include <thread>
 
-#include "platform/linux/linux_dispatch.h"
-#include "platform/linux/linux_named_notifications.h"
+#include "platform/linux/roles/linux_dispatch.h"
+#include "platform/linux/roles/linux_named_notifications.h"
 
 namespace tl::linuxdev {
 namespace {

@@ -7,8 +7,8 @@
 #include <fstream>
 #include <set>
 
-#include "platform/linux/package_database.h"
-#include "platform/linux/package_transactions.h"
+#include "platform/linux/apps/package_database.h"
+#include "platform/linux/apps/package_transactions.h"
 
 namespace tl::linuxdev {
 namespace {

@@ -1,7 +1,7 @@
 // Power supplies to the battery dictionary: units, signs, missing attributes, several supplies.
 #include <gtest/gtest.h>
 
-#include "platform/linux/battery_gauge.h"
+#include "platform/linux/power/battery_gauge.h"
 
 namespace tl::linuxdev {
 namespace {

@@ -6,16 +6,16 @@
 #include <cstring>
 
 #include "platform/kernel.h"
-#include "platform/linux/backlights.h"
-#include "platform/linux/display_power.h"
-#include "platform/linux/elf_info.h"
-#include "platform/linux/memory_pressure.h"
-#include "platform/linux/os_release.h"
-#include "platform/linux/power_profiles.h"
-#include "platform/linux/proc_net.h"
-#include "platform/linux/state_paths.h"
-#include "platform/linux/thermal_zones.h"
-#include "platform/linux/wake_reason.h"
+#include "platform/linux/power/backlights.h"
+#include "platform/linux/power/display_power.h"
+#include "platform/linux/power/power_profiles.h"
+#include "platform/linux/power/proc_net.h"
+#include "platform/linux/power/thermal_zones.h"
+#include "platform/linux/power/wake_reason.h"
+#include "platform/linux/roles/elf_info.h"
+#include "platform/linux/roles/memory_pressure.h"
+#include "platform/linux/roles/os_release.h"
+#include "platform/linux/roles/state_paths.h"
 
 namespace tl::linuxdev {
 namespace {

@@ -1,0 +1,51 @@
+// NotifyService: the daemon's object, and the client call of `tallyd notify`.
+#include "platform/linux/roles/notify_service.h"
+
+namespace tl::linuxdev {
+
+const sd_bus_vtable NotifyService::kVTable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_ARGS(kPostMethod, SD_BUS_ARGS("s", name, "t", state), SD_BUS_NO_RESULT,
+                            NotifyService::OnPost, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END,
+};
+
+NotifyService::NotifyService(sd_bus* sessionBus,
+                             std::function<void(const std::string&, uint64_t)> post)
+    : bus_(sessionBus), post_(std::move(post)) {}
+
+bool NotifyService::start() {
+  if (!bus_) return false;
+  sd_bus_slot* slot = nullptr;
+  if (sd_bus_add_object_vtable(bus_, &slot, kDaemonObjectPath, kDaemonInterface, kVTable, this) <
+      0) {
+    return false;
+  }
+  object_.reset(slot);
+  return sd_bus_request_name(bus_, kDaemonBusName, 0) >= 0;
+}
+
+int NotifyService::OnPost(sd_bus_message* message, void* self, sd_bus_error*) {
+  const char* name = nullptr;
+  uint64_t state = 0;
+  int r = sd_bus_message_read(message, "st", &name, &state);
+  if (r < 0) return r;
+  static_cast<NotifyService*>(self)->post_(name, state);
+  return sd_bus_reply_method_return(message, "");
+}
+
+std::string PostToDaemon(const std::string& name, uint64_t state) {
+  BusPtr bus = OpenSessionBus();
+  if (!bus) return "cannot reach the session bus";
+  sd_bus_error error = SD_BUS_ERROR_NULL;
+  int r = sd_bus_call_method(bus.get(), kDaemonBusName, kDaemonObjectPath, kDaemonInterface,
+                             kPostMethod, &error, nullptr, "st", name.c_str(), state);
+  std::string result;
+  if (r < 0) {
+    result = error.message ? error.message : "the daemon did not answer";
+  }
+  sd_bus_error_free(&error);
+  return result;
+}
+
+}  // namespace tl::linuxdev

@@ -1,0 +1,33 @@
+// ToplevelEvents: what a compositor source reports of its windows, whichever protocol it reads;
+// ToplevelSource: such a source.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "platform/linux/apps/app_run_states.h"
+
+namespace tl::linuxdev {
+
+struct ToplevelEvents {
+  // A window appeared or changed; handle is the source's own number for it.
+  std::function<void(uint64_t handle, Toplevel toplevel)> changed;
+  std::function<void(uint64_t handle)> closed;
+  // The compositor went away, with every window it listed.
+  std::function<void()> gone;
+  // The changes told since the last call came together (one batch of the compositor's events,
+  // or a window whose moment of appearing ended): the applications' states settle now.
+  std::function<void()> settled;
+};
+
+class ToplevelSource {
+ public:
+  virtual ~ToplevelSource() = default;
+  // Connects and reads the present windows (blocking, before the loop runs or on the loop
+  // thread); false when the session offers no window list of this kind.
+  virtual bool start() = 0;
+  // Whether it is still connected: false after its compositor or server went away.
+  virtual bool connected() const = 0;
+};
+
+}  // namespace tl::linuxdev
