@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/windows/toplevel_events.h"
 #include "platform/value.h"
 
 namespace tl::linuxdev {
@@ -29,13 +30,6 @@ struct AppStateChange {
 
 // The monitor's dictionary of a change: its bundle, state and, when known, pid.
 platform::Dictionary StateInfo(const AppStateChange& change);
-
-// A window the compositor lists. pid is 0 where the compositor does not say (wlroots).
-struct Toplevel {
-  std::string appId;
-  bool activated = false;
-  int32_t pid = 0;
-};
 
 // An application unit of the user manager (an app-… scope or service).
 struct AppUnit {

@@ -1,13 +1,19 @@
-// ToplevelEvents: what a compositor source reports of its windows, whichever protocol it reads;
-// ToplevelSource: such a source.
+// Toplevel: a window a compositor lists; ToplevelEvents: what a compositor source reports of its
+// windows, whichever protocol it reads; ToplevelSource: such a source.
 #pragma once
 
 #include <cstdint>
 #include <functional>
-
-#include "platform/linux/apps/app_run_states.h"
+#include <string>
 
 namespace tl::linuxdev {
+
+// A window the compositor lists. pid is 0 where the compositor does not say (wlroots).
+struct Toplevel {
+  std::string appId;
+  bool activated = false;
+  int32_t pid = 0;
+};
 
 struct ToplevelEvents {
   // A window appeared or changed; handle is the source's own number for it.
