@@ -12,7 +12,8 @@ import statistics
 import sys
 import time
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'tests', 'linux'))
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'tests', 'platform',
+                                'linux'))
 import daemon_test  # noqa: E402  (re-runs this script under umockdev-wrapper)
 
 

@@ -10,7 +10,6 @@
 #include "platform/linux/apps/app_run_states.h"
 #include "platform/linux/apps/flatpak_instances.h"
 #include "platform/linux/apps/install_notices.h"
-#include "platform/linux/roles/linux_activities.h"
 
 namespace tl::linuxdev {
 namespace {
@@ -160,13 +159,6 @@ TEST(InstallNoticesTest, InstallUpdateReinstallAndRemoval) {
       {"org.example.Maps", "x86_64", "stable", "usr", "flathub", "", true, true},
       {"org.example.Maps", "x86_64", "beta", "bet", "flathub-beta", "", true, false}};
   EXPECT_EQ(FlatpakVersions(refs), (InstalledVersions{{"org.example.Maps", "usr"}}));
-}
-
-TEST(ActivitiesTest, DueOneIntervalAfterTheLastRunWithinBounds) {
-  EXPECT_EQ(SecondsUntilDue(std::nullopt, 1000, 3600), 3600);
-  EXPECT_EQ(SecondsUntilDue(1000, 1600, 3600), 3000);  // a restart keeps the schedule
-  EXPECT_EQ(SecondsUntilDue(1000, 9000, 3600), 0);     // overdue: at once
-  EXPECT_EQ(SecondsUntilDue(9000, 1000, 3600), 3600);  // the clock was set back
 }
 
 }  // namespace
