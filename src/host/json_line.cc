@@ -68,7 +68,8 @@ std::string_view JsonNameCache::written(std::string_view name) {
   Slot& slot = slots_.find(name.data());
   if (slot.name != name || slot.written.empty()) {
     slot.name.assign(name);
-    slot.written = ",";
+    slot.written.clear();
+    slot.written += ',';
     AppendString(slot.written, name);
     slot.written += ':';
   }

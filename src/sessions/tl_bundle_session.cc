@@ -164,7 +164,9 @@ void TLBundleSession::refreshWithAppProxy(const tl::platform::RSApplicationProxy
 }
 
 std::string TLBundleSession::description() const {
-  std::string text = "<" + std::to_string(key_) + ">";
+  std::string text(1, '<');
+  text += std::to_string(key_);
+  text += '>';
   text.append(TextOrNull(_bundleID)).append(":").append(TextOrNull(_bundleVers)).append(":");
   text.append(TextOrNull(_shortVers)).append(_isBeta ? " [BETA]" : "").append("\r    ");
   for (size_t i = 0; i < events.size(); ++i) {

@@ -46,7 +46,8 @@ std::string DataNumber(double value) {
 std::string RenderCsv(const Table& table) {
   std::string out;
   for (size_t c = 0; c < table.columns.size(); ++c) {
-    out += (c ? "," : "") + CsvField(table.columns[c].name);
+    if (c) out += ',';
+    out += CsvField(table.columns[c].name);
   }
   out += "\n";
   for (const auto& row : table.rows) {

@@ -93,7 +93,9 @@ std::string HtmlTable(const Table& table, bool sortable) {
   for (const Column& column : table.columns) {
     out += "<th scope=\"col\"";
     if (column.kind != Kind::kText && column.kind != Kind::kDay) out += " class=\"num\"";
-    out += ">" + Escape(column.header) + "</th>";
+    out += '>';
+    out += Escape(column.header);
+    out += "</th>";
   }
   out += "</tr></thead>\n<tbody>\n";
   for (const auto& row : table.rows) {
@@ -104,7 +106,9 @@ std::string HtmlTable(const Table& table, bool sortable) {
       out += "<td";
       if (number) out += " class=\"num\" data-value=\"" + DataNumber(*number) + "\"";
       if (!number && !std::holds_alternative<std::string>(row[c])) out += " class=\"na\"";
-      out += ">" + Escape(Shown(column, row[c])) + "</td>";
+      out += '>';
+      out += Escape(Shown(column, row[c]));
+      out += "</td>";
     }
     out += "</tr>\n";
   }

@@ -597,7 +597,9 @@ Report BuildReport(Database& db, const ReportOptions& options) {
         row.push_back(Maybe(values.back()));
       }
       for (size_t i = 1; i < values.size(); ++i) {
-        row.push_back(values[i] && values[0] ? Cell(*values[i] - *values[0]) : Cell());
+        Cell change;
+        if (values[i] && values[0]) change = *values[i] - *values[0];
+        row.push_back(std::move(change));
       }
       compare.rows.push_back(std::move(row));
     };

@@ -125,7 +125,8 @@ InstalledPackages ParseApkInstalled(std::string_view text) {
         package.version = value;
         break;
       case 'F':
-        directory = "/" + std::string(value);
+        directory = '/';
+        directory += value;
         break;
       case 'R':
         if (std::string id = AppIdOfDesktopPath(directory + "/" + std::string(value));
