@@ -17,10 +17,11 @@ bool Reachable(sd_bus* bus, const char* name) {
   int owned = 0;
   if (sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                          "org.freedesktop.DBus", "NameHasOwner", nullptr, &reply, "s", name) >= 0) {
+    const MessagePtr answer(reply);
     sd_bus_message_read(reply, "b", &owned);
-    sd_bus_message_unref(reply);
     if (owned) return true;
   }
+  reply = nullptr;
   if (sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                          "org.freedesktop.DBus", "ListActivatableNames", nullptr, &reply, "") < 0) {
     return false;

@@ -70,15 +70,14 @@ bool UserUnits::start() {
 
 bool UserUnits::list(const char* method) {
   sd_bus_message* reply = nullptr;
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  BusError error;
   const bool byPatterns = std::string_view(method) == "ListUnitsByPatterns";
   const int r = byPatterns ? sd_bus_call_method(bus_, kService, kManagerPath, kManager, method,
-                                                &error, &reply, "asas", 0, 1, "app-*")
+                                                error.get(), &reply, "asas", 0, 1, "app-*")
                            : sd_bus_call_method(bus_, kService, kManagerPath, kManager, method,
-                                                &error, &reply, "");
-  sd_bus_error_free(&error);
+                                                error.get(), &reply, "");
+  const MessagePtr owned(reply);
   if (r < 0) return false;
-  MessagePtr owned(reply);
   if (sd_bus_message_enter_container(reply, 'a', "(ssssssouso)") < 0) return false;
   std::vector<std::pair<std::string, std::string>> found;
   const char *name, *description, *load, *active, *sub, *following, *path, *jobType, *jobPath;
@@ -93,15 +92,11 @@ bool UserUnits::list(const char* method) {
 
 std::string UserUnits::property(const std::string& path, const char* interface, const char* name) {
   char* value = nullptr;
-  sd_bus_error error = SD_BUS_ERROR_NULL;
-  std::string text;
-  if (sd_bus_get_property_string(bus_, kService, path.c_str(), interface, name, &error, &value) >=
-      0) {
-    text = value;
-  }
-  std::free(value);
-  sd_bus_error_free(&error);
-  return text;
+  BusError error;
+  const int r = sd_bus_get_property_string(bus_, kService, path.c_str(), interface, name,
+                                           error.get(), &value);
+  const BusString owned(value);
+  return r >= 0 && value ? std::string(value) : std::string();
 }
 
 void UserUnits::read(const std::string& name, const std::string& path) {

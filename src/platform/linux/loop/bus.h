@@ -3,6 +3,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cstdlib>
 #include <memory>
 
 namespace tl::linuxdev {
@@ -21,6 +22,28 @@ struct MessageDeleter {
   void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
 };
 using MessagePtr = std::unique_ptr<sd_bus_message, MessageDeleter>;
+
+// Owns the error a call may fill, and frees it when it goes.
+class BusError {
+ public:
+  BusError() = default;
+  ~BusError() { sd_bus_error_free(&error_); }
+  BusError(const BusError&) = delete;
+  BusError& operator=(const BusError&) = delete;
+
+  sd_bus_error* get() { return &error_; }
+  // The bus's message, or nullptr when the call set none.
+  const char* message() const { return error_.message; }
+
+ private:
+  sd_bus_error error_ = SD_BUS_ERROR_NULL;
+};
+
+// A string sd-bus allocated for the caller.
+struct BusStringDeleter {
+  void operator()(char* text) const { std::free(text); }  // NOLINT(cppcoreguidelines-no-malloc)
+};
+using BusString = std::unique_ptr<char, BusStringDeleter>;
 
 // nullptr when the bus cannot be reached ($DBUS_SYSTEM_BUS_ADDRESS and
 // $DBUS_SESSION_BUS_ADDRESS name other buses, as the tests' private ones).

@@ -26,10 +26,9 @@ bool DisplayPower::start(bool* on) {
   }
   match_.reset(slot);
   int32_t mode = -1;
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  BusError error;
   const bool read = sd_bus_get_property_trivial(bus_, kService, kPath, kInterface, "PowerSaveMode",
-                                                &error, 'i', &mode) >= 0;
-  sd_bus_error_free(&error);
+                                                error.get(), 'i', &mode) >= 0;
   if (read) *on = DisplayOnForPowerSaveMode(mode);
   return read;
 }

@@ -33,13 +33,11 @@ void LogindSleep::takeInhibitor(bool blocking) {
   static constexpr char kWhy[] = "Books the power state before the system sleeps";
   if (blocking) {
     sd_bus_message* reply = nullptr;
-    sd_bus_error error = SD_BUS_ERROR_NULL;
-    if (sd_bus_call_method(bus_, kLogind, kLogindPath, kManager, "Inhibit", &error, &reply, "ssss",
-                           "sleep", "tallyd", kWhy, "delay") >= 0) {
-      setInhibitor(reply);
-    }
-    sd_bus_message_unref(reply);
-    sd_bus_error_free(&error);
+    BusError error;
+    const int r = sd_bus_call_method(bus_, kLogind, kLogindPath, kManager, "Inhibit", error.get(),
+                                     &reply, "ssss", "sleep", "tallyd", kWhy, "delay");
+    const MessagePtr owned(reply);
+    if (r >= 0) setInhibitor(reply);
     return;
   }
   sd_bus_slot* slot = nullptr;

@@ -35,14 +35,14 @@ uint64_t PowerProfiles::start() {
     }
     if (read) continue;
     char* profile = nullptr;
-    sd_bus_error error = SD_BUS_ERROR_NULL;
-    if (sd_bus_get_property_string(bus_, name.service, name.path, name.service, "ActiveProfile",
-                                   &error, &profile) >= 0) {
+    BusError error;
+    const int r = sd_bus_get_property_string(bus_, name.service, name.path, name.service,
+                                             "ActiveProfile", error.get(), &profile);
+    const BusString owned(profile);
+    if (r >= 0) {
       state_ = BatterySaverState(profile);
       read = true;
     }
-    std::free(profile);
-    sd_bus_error_free(&error);
   }
   return state_;
 }

@@ -37,14 +37,13 @@ int NotifyService::OnPost(sd_bus_message* message, void* self, sd_bus_error*) {
 std::string PostToDaemon(const std::string& name, uint64_t state) {
   BusPtr bus = OpenSessionBus();
   if (!bus) return "cannot reach the session bus";
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  BusError error;
   int r = sd_bus_call_method(bus.get(), kDaemonBusName, kDaemonObjectPath, kDaemonInterface,
-                             kPostMethod, &error, nullptr, "st", name.c_str(), state);
+                             kPostMethod, error.get(), nullptr, "st", name.c_str(), state);
   std::string result;
   if (r < 0) {
-    result = error.message ? error.message : "the daemon did not answer";
+    result = error.message() ? error.message() : "the daemon did not answer";
   }
-  sd_bus_error_free(&error);
   return result;
 }
 
