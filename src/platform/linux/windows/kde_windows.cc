@@ -175,7 +175,8 @@ int KdeWindows::OnAppeared(sd_event_source*, uint64_t, void* data) {
   auto& window = *static_cast<Window*>(data);
   window.appeared = true;
   window.owner->update(window);
-  window.owner->events_.settled();
+  // Settles as a batch does: not while another window announced has yet to tell its state.
+  window.owner->dispatched();
   return 0;
 }
 
