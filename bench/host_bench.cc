@@ -7,9 +7,9 @@
 
 #include "aggregate/eq_aggregate_logger.h"
 #include "bench/bench_device.h"
-#include "host/output_printer.h"
-#include "host/stats_daemon.h"
-#include "host/trace_reader.h"
+#include "host/replay/output_printer.h"
+#include "host/store/stats_daemon.h"
+#include "host/trace/trace_reader.h"
 #include "power/eq_notifications.h"
 
 namespace {

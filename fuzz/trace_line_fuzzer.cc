@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "host/json_text.h"
-#include "host/trace_reader.h"
+#include "host/json/json_text.h"
+#include "host/trace/trace_reader.h"
 
 namespace {
 

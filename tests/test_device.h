@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "host/trace_format.h"
+#include "host/trace/trace_format.h"
 #include "platform/sim/sim_device.h"
 #include "recorder.h"
 

@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "host/command_line.h"
+#include "host/daemon/run.h"
 #include "host/exit_codes.h"
-#include "host/replay.h"
+#include "host/replay/replay.h"
 #include "host/report/report_formats.h"
-#include "host/run.h"
-#include "host/store_reading.h"
+#include "host/store/store_reading.h"
 #include "host/version.h"
 
 namespace tl::host {

@@ -2,7 +2,7 @@
 // reading, and replays that never add to an earlier one by accident.
 #include <sqlite3.h>
 
-#include "host/replay_fixture.h"
+#include "host/replay/replay_fixture.h"
 
 namespace tl::testing {
 namespace {

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/report/report_formats.h"
-#include "host/stats_store.h"
+#include "host/store/stats_store.h"
 
 namespace tl::host::report {
 

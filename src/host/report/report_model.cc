@@ -12,8 +12,8 @@
 
 #include "base/saturated_cast.h"
 #include "host/exit_codes.h"
-#include "host/stats_daemon.h"
-#include "host/timeline.h"
+#include "host/store/stats_daemon.h"
+#include "host/store/timeline.h"
 #include "host/version.h"
 
 namespace tl::host::report {

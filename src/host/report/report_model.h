@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "host/report/report_table.h"
-#include "host/sqlite.h"
-#include "host/store_reading.h"
+#include "host/store/sqlite.h"
+#include "host/store/store_reading.h"
 
 namespace tl::host::report {
 

@@ -1,0 +1,58 @@
+// StatsDaemon: the statistics daemon's side of what the module sends: statistics folded into the
+// store by local day and by meaning, the daily-report service's messages kept as reports, and
+// the thermal steps and daily-report moments added to the timeline.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "host/store/daily_reports.h"
+#include "host/store/power_timeline.h"
+#include "host/store/stats_store.h"
+#include "host/store/timeline.h"
+#include "platform/output_sink.h"
+
+namespace tl::host {
+
+// The daemon's own daily-report service.
+inline constexpr char kDailyReportService[] = "com.veltro.tallyd.tldaily";
+// Keys whose values are not amounts to add up.
+inline constexpr char kBacklightUserSettingKey[] = "com.veltro.power.backlight.usersetting";
+inline constexpr char kThermalLevelsKey[] = "com.veltro.dovetop.thermalLevels";
+inline constexpr char kBrightnessHistogramPrefix[] = "com.veltro.power.backlight.values.";
+// The value of a low-power-mode "24hr" energy key for the condition that is not current.
+inline constexpr int64_t kNotApplicable = -1000000;
+
+// A scalar add adds to the key's value of the local day and a distribution push records a
+// sample; a batch adds its first dictionary as scalars and samples its second. Two kinds of
+// value are folded by what they mean: the "24hr" energies' not-applicable marker is never
+// added, and the backlight user setting, a brightness, is a sample.
+class StatsDaemon : public platform::OutputSink {
+ public:
+  // now gives the device's moment at each output; timeline, when given, receives the thermal
+  // steps and the moments daily reports are sent.
+  StatsDaemon(StatsStore& store, DailyReports& reports, Timeline* timeline,
+              std::function<DeviceMoment()> now)
+      : store_(store), reports_(reports), timeline_(timeline), now_(std::move(now)) {}
+
+  void scalar(double at, std::string_view key, int64_t value) override;
+  void distribution(double at, std::string_view key, double value) override;
+  void batch(double at, const platform::KeyValues* first,
+             const platform::KeyValues* second) override;
+  void ipc(double at, const std::string& service, const platform::WispObject& message) override;
+
+ private:
+  // Folds one key into the store's day in use.
+  void fold(std::string_view key, const platform::Value& value);
+  void addToTimeline(const DeviceMoment& moment, const char* event, std::optional<int64_t> level);
+
+  StatsStore& store_;
+  DailyReports& reports_;
+  Timeline* timeline_;
+  std::function<DeviceMoment()> now_;
+};
+
+// Whether key is a low-power-mode "24hr" energy key.
+bool IsLowPowerModeDayKey(std::string_view key);
+
+}  // namespace tl::host
