@@ -56,7 +56,7 @@ class TraceReadAheadTest : public ::testing::Test {
 
 TEST_F(TraceReadAheadTest, SaysWhatTheReaderSaysLineByLineFromAnyPosition) {
   // Several batches, ending at the end, at a bad line, and at a last line without a line feed.
-  for (const std::string tail : {std::string(), std::string("{\"at\": 1}\n{\"at\": 9999999}\n"),
+  for (const std::string& tail : {std::string(), std::string("{\"at\": 1}\n{\"at\": 9999999}\n"),
                                   std::string(R"({"at": 5000, "thermal": 2})")}) {
     SCOPED_TRACE(tail);
     write(3 * static_cast<int>(TraceReadAhead::kLinesPerBatch) + 17, tail);
