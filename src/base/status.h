@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 namespace tl {
 
@@ -25,6 +26,13 @@ class [[nodiscard]] Status {
   bool ok() const { return code_ == 0; }
   int32_t code() const { return code_; }
   const std::string& message() const { return message_; }
+
+  // The same failure with what failed said first ("inhibitor refused: Access denied"); a
+  // success stays a success.
+  Status prefixed(std::string_view what) const {
+    if (ok()) return *this;
+    return Status(code_, std::string(what) + ": " + message_);
+  }
 
   // Says that the caller looks at the outcome no further, where that is the documented behaviour.
   void IgnoreError() const {}

@@ -8,7 +8,7 @@ constinit Immortal<CoreState> g_core;
 void KeepForProcess(std::unique_ptr<platform::Registration> registration) {
   if (!registration) return;
   CoreState& core = Core();
-  std::lock_guard lock(core.keptLock);
+  MutexLock lock(core.keptLock);
   core.kept.push_back(std::move(registration));
 }
 

@@ -5,12 +5,12 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "base/export.h"
 #include "base/immortal.h"
+#include "base/mutex.h"
 #include "core/tl_event_listener.h"
 #include "platform/registration.h"
 
@@ -35,8 +35,8 @@ struct CoreState {
   std::unique_ptr<const std::string> containerPathText;
   // Registrations made once and never cancelled: the thermal level, the session listener's
   // named notifications and schedule, the battery interest, low-power mode, the daily timers.
-  std::mutex keptLock;
-  std::vector<std::unique_ptr<platform::Registration>> kept;
+  Mutex keptLock;
+  std::vector<std::unique_ptr<platform::Registration>> kept TL_GUARDED_BY(keptLock);
 };
 
 extern TL_HIDDEN constinit Immortal<CoreState> g_core;

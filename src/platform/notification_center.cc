@@ -16,7 +16,7 @@ class NotificationCenter::Observer : public Registration {
 };
 
 std::unique_ptr<Registration> NotificationCenter::addObserver(std::string name, Handler handler) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   const uint64_t id = nextId_++;
   auto entries = std::make_shared<Entries>(*entries_);
   entries->push_back({id, std::move(name), std::make_shared<Handler>(std::move(handler))});
@@ -25,7 +25,7 @@ std::unique_ptr<Registration> NotificationCenter::addObserver(std::string name, 
 }
 
 void NotificationCenter::remove(uint64_t id) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   auto entries = std::make_shared<Entries>(*entries_);
   std::erase_if(*entries, [&](const Entry& e) { return e.id == id; });
   entries_ = std::move(entries);
@@ -36,7 +36,7 @@ void NotificationCenter::post(std::string_view name, const void* object, Diction
   // (un)register; the list keeps its handlers alive until the delivery ends.
   std::shared_ptr<const Entries> entries;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     entries = entries_;
   }
   // A handler may post in turn: each depth has a notification of its own.

@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/mutex.h"
 #include "platform/registration.h"
 #include "platform/value.h"
 
@@ -52,10 +52,10 @@ class NotificationCenter {
 
   using Entries = std::vector<Entry>;
 
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   // Replaced, never changed, so that a delivery can go on with the list it began with.
-  std::shared_ptr<const Entries> entries_ = std::make_shared<const Entries>();
-  uint64_t nextId_ = 1;
+  std::shared_ptr<const Entries> entries_ TL_GUARDED_BY(mutex_) = std::make_shared<const Entries>();
+  uint64_t nextId_ TL_GUARDED_BY(mutex_) = 1;
 };
 
 }  // namespace tl::platform

@@ -10,9 +10,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <mutex>
 #include <stdexcept>
 
+#include "base/mutex.h"
 #include "host/daemon/daemon_config.h"
 #include "host/exit_codes.h"
 #include "host/module/directories.h"
@@ -49,28 +49,28 @@ class TransactionalSink : public platform::OutputSink {
       : db_(db), store_(store), daemon_(daemon) {}
 
   void scalar(double at, std::string_view key, int64_t value) override {
-    inTransaction([&] { daemon_.scalar(at, key, value); });
+    inTransaction([&](StatsDaemon& daemon) { daemon.scalar(at, key, value); });
   }
   void distribution(double at, std::string_view key, double value) override {
-    inTransaction([&] { daemon_.distribution(at, key, value); });
+    inTransaction([&](StatsDaemon& daemon) { daemon.distribution(at, key, value); });
   }
   void batch(double at, const platform::KeyValues* first,
              const platform::KeyValues* second) override {
-    inTransaction([&] { daemon_.batch(at, first, second); });
+    inTransaction([&](StatsDaemon& daemon) { daemon.batch(at, first, second); });
   }
   void ipc(double at, const std::string& service, const platform::WispObject& message) override {
-    inTransaction([&] { daemon_.ipc(at, service, message); });
+    inTransaction([&](StatsDaemon& daemon) { daemon.ipc(at, service, message); });
   }
 
-  // A store that fails (a full disk) loses that call's values, says so, and the daemon goes on:
-  // the module's queues must not die with it.
+  // write is given the daemon under the lock. A store that fails (a full disk) loses that call's
+  // values, says so, and the daemon goes on: the module's queues must not die with it.
   template <class F>
   void inTransaction(F write) {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     try {
       db_.exec("BEGIN");
       try {
-        write();
+        write(daemon_);
         store_.flush();
       } catch (...) {
         store_.forget();
@@ -83,10 +83,10 @@ class TransactionalSink : public platform::OutputSink {
     }
   }
 
-  std::mutex mutex_;
-  Database& db_;
-  StatsStore& store_;
-  StatsDaemon& daemon_;
+  Mutex mutex_;
+  Database& db_ TL_GUARDED_BY(mutex_);
+  StatsStore& store_ TL_GUARDED_BY(mutex_);
+  StatsDaemon& daemon_ TL_GUARDED_BY(mutex_);
 };
 
 std::string SystemTimeZone() {
@@ -131,9 +131,13 @@ int Run(const RunOptions& given) {
   StatsDaemon daemon(store, reports, &timeline, [&current] { return Now(*current); });
   TransactionalSink sink(db, store, daemon);
 
-  linuxdev::LinuxDevice machine(std::move(device), sink);
+  std::unique_ptr<linuxdev::LinuxDevice> made;
+  if (Status status = linuxdev::LinuxDevice::Create(std::move(device), sink, &made); !status.ok()) {
+    throw CommandError(kExitInternal, "cannot start: " + status.message());
+  }
+  linuxdev::LinuxDevice& machine = *made;
   current = &machine;
-  sink.inTransaction([&] {
+  sink.inTransaction([&](StatsDaemon&) {
     StoreMeta meta(db);
     meta.set(kMetaSource, "run");
     meta.set(kMetaTimeZone, SystemTimeZone());
@@ -148,8 +152,9 @@ int Run(const RunOptions& given) {
     }
     meta.set(kMetaTallydVersion, kTallydVersion);
   });
-  PowerTimeline power(
-      machine, [&](const TimelineRow& row) { sink.inTransaction([&] { timeline.add(row); }); });
+  PowerTimeline power(machine, [&](const TimelineRow& row) {
+    sink.inTransaction([&](StatsDaemon&) { timeline.add(row); });
+  });
   for (const std::string& line : machine.findings())
     std::fprintf(stderr, "tallyd: %s\n", line.c_str());
   std::fflush(stderr);

@@ -18,10 +18,10 @@ TraceReadAhead::TraceReadAhead(const std::string& path, const TracePosition& fro
 
 TraceReadAhead::~TraceReadAhead() {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     stopping_ = true;
   }
-  changed_.notify_all();
+  changed_.notifyAll();
   if (thread_.joinable()) thread_.join();
 }
 
@@ -32,9 +32,9 @@ void TraceReadAhead::readAll() {
     read();
   } catch (...) {
     // Thrown where the replay asks for the next line, as a reader in its own thread would.
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     failure_ = std::current_exception();
-    changed_.notify_all();
+    changed_.notifyAll();
   }
 }
 
@@ -49,11 +49,11 @@ void TraceReadAhead::read() {
       line.position = reader_.position();
       last = Last(line.next);
     }
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return stopping_ || ready_.size() < kBatchesAhead; });
+    MutexLock lock(mutex_);
+    while (!stopping_ && ready_.size() >= kBatchesAhead) changed_.wait(mutex_);
     if (stopping_) return;
     ready_.push_back(std::move(batch));
-    changed_.notify_all();
+    changed_.notifyAll();
     if (last) return;
   }
 }
@@ -65,13 +65,13 @@ TraceReader::Next TraceReadAhead::next(TraceStep* step, sim::DeviceFields* devic
     if (!current_.empty() && Last(current_.back().next)) {
       --taken_;  // the end or the error, again
     } else {
-      std::unique_lock lock(mutex_);
-      changed_.wait(lock, [&] { return !ready_.empty() || failure_; });
+      MutexLock lock(mutex_);
+      while (ready_.empty() && !failure_) changed_.wait(mutex_);
       if (ready_.empty()) std::rethrow_exception(failure_);
       current_ = std::move(ready_.front());
       ready_.pop_front();
       taken_ = 0;
-      changed_.notify_all();
+      changed_.notifyAll();
     }
   }
   Line& line = current_[taken_++];

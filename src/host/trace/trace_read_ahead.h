@@ -2,14 +2,13 @@
 // the replay that uses them.
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <exception>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "base/mutex.h"
 #include "host/trace/trace_reader.h"
 
 namespace tl::host {
@@ -54,12 +53,12 @@ class TraceReadAhead {
   Batch current_;  // the batch being handed out
   size_t taken_ = 0;
 
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::deque<Batch> ready_;     // guarded by mutex_
-  std::exception_ptr failure_;  // guarded by mutex_: what the reading thread threw
-  bool stopping_ = false;       // guarded by mutex_
-  std::thread thread_;          // last, so that it starts after the rest is made
+  Mutex mutex_;
+  CondVar changed_;
+  std::deque<Batch> ready_ TL_GUARDED_BY(mutex_);
+  std::exception_ptr failure_ TL_GUARDED_BY(mutex_);  // what the reading thread threw
+  bool stopping_ TL_GUARDED_BY(mutex_) = false;
+  std::thread thread_;  // last, so that it starts after the rest is made
 };
 
 }  // namespace tl::host

@@ -323,6 +323,18 @@ class DaemonTest(dbusmock.DBusTestCase):
         wait_until(lambda: self.inhibitors(), what='the inhibitor to be taken again')
         self.assertEqual(self.stop_daemon(), 0)
 
+    def test_startup_says_why(self):
+        """A source that cannot start says why in its start-up line, and the daemon runs on."""
+        self.logind_obj.AddMethod(
+            LOGIND_IFACE, 'Inhibit', 'ssss', 'h',
+            "raise dbus.exceptions.DBusException('Access denied', "
+            "name='org.freedesktop.DBus.Error.AccessDenied')",
+            dbus_interface=dbusmock.MOCK_IFACE)
+        self.start_daemon()
+        self.assertIn('sleep: inhibitor refused: Access denied', self.stderr())
+        self.assertEqual(self.inhibitors(), [])
+        self.assertEqual(self.stop_daemon(), 0)
+
     def test_low_power_mode(self):
         # A state directory whose records folder cannot be made is named at start, under its
         # own path, and the power side runs on.

@@ -4,6 +4,7 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -57,8 +58,8 @@ FlatpakInstances::FlatpakInstances(EventLoop& loop, std::string directory, std::
 
 FlatpakInstances::~FlatpakInstances() = default;
 
-bool FlatpakInstances::start() {
-  if (directory_.empty()) return false;
+Status FlatpakInstances::start() {
+  if (directory_.empty()) return Status::Error(ENOENT, "no runtime directory");
   if (!Exists(directory_)) {
     // The first sandbox since boot creates it in the runtime directory.
     sd_event_source* source = nullptr;
@@ -68,27 +69,28 @@ bool FlatpakInstances::start() {
                              OnParentChanged, this) >= 0) {
       parentWatch_.reset(source);
     }
-    return false;
+    return Status::Error(ENOENT, "none yet");
   }
   parentWatch_.reset();
   watch(directory_, &watch_, IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM);
   scan();
-  return true;
+  return Status::OK();
 }
 
 int FlatpakInstances::OnParentChanged(sd_event_source*, const inotify_event* event, void* self) {
   auto& instances = *static_cast<FlatpakInstances*>(self);
+  instances.loop_.assertOnLoopThread();
   const std::string& directory = instances.directory_;
   if (event->len > 0 && directory.substr(directory.rfind('/') + 1) == event->name &&
       !instances.watch_) {
-    instances.start();
+    instances.start().IgnoreError();  // watched from now on; the start-up line was said
   }
   return 0;
 }
 
 void FlatpakInstances::refresh() {
   if (!watch_) {
-    start();
+    start().IgnoreError();  // a directory still missing is looked for again at the next refresh
     return;
   }
   scan();
@@ -104,7 +106,9 @@ void FlatpakInstances::watch(const std::string& path,
 }
 
 int FlatpakInstances::OnChanged(sd_event_source*, const inotify_event*, void* self) {
-  static_cast<FlatpakInstances*>(self)->scan();
+  auto& instances = *static_cast<FlatpakInstances*>(self);
+  instances.loop_.assertOnLoopThread();
+  instances.scan();
   return 0;
 }
 

@@ -43,9 +43,9 @@ class FlatpakInstances {
   FlatpakInstances(const FlatpakInstances&) = delete;
   FlatpakInstances& operator=(const FlatpakInstances&) = delete;
 
-  // Reads the instances and watches the directory; false when it does not exist yet (then it
-  // starts once the first sandbox creates it).
-  bool start();
+  // Reads the instances and watches the directory; a failure when it does not exist yet (then
+  // it starts once the first sandbox creates it).
+  Status start();
   void refresh();
 
  private:

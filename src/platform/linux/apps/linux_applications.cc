@@ -32,10 +32,10 @@ constexpr char kEverInstalledFile[] = "/apps-installed";
 // A monitor's handler, shared with the tasks that deliver to it so that a change queued before
 // the handler is replaced or the monitor destroyed is dropped.
 struct LinuxApplications::MonitorCell {
-  std::mutex mutex;
-  std::shared_ptr<ApplicationStateMonitor::Handler> handler;
+  Mutex mutex;
+  std::shared_ptr<ApplicationStateMonitor::Handler> handler TL_GUARDED_BY(mutex);
   std::shared_ptr<ApplicationStateMonitor::Handler> current() {
-    std::lock_guard lock(mutex);
+    MutexLock lock(mutex);
     return handler;
   }
 };
@@ -46,18 +46,19 @@ class LinuxApplications::Monitor : public ApplicationStateMonitor {
       : owner_(owner), cell_(std::move(cell)) {}
   ~Monitor() override {
     setHandler(nullptr);
-    std::lock_guard lock(owner_.mutex_);
+    MutexLock lock(owner_.mutex_);
     std::erase(owner_.monitors_, cell_);
   }
 
   void setHandler(Handler handler) override {
     {
-      std::lock_guard lock(cell_->mutex);
+      MutexLock lock(cell_->mutex);
       cell_->handler = handler ? std::make_shared<Handler>(std::move(handler)) : nullptr;
     }
     if (!cell_->current()) return;
     // What runs already, read on the loop thread where the states live.
     owner_.loop_.post([&owner = owner_, cell = cell_] {
+      owner.loop_.assertOnLoopThread();
       for (const AppStateChange& change : owner.states_.running()) {
         owner.monitorQueue_.async([cell, info = StateInfo(change)] {
           if (auto handler = cell->current()) (*handler)(info);
@@ -90,11 +91,11 @@ class LinuxApplications::Observation : public Registration {
  public:
   Observation(LinuxApplications& owner, WorkspaceObserver& observer)
       : owner_(owner), observer_(observer) {
-    std::lock_guard lock(owner_.mutex_);
+    MutexLock lock(owner_.mutex_);
     owner_.observers_.push_back(&observer_);
   }
   ~Observation() override {
-    std::lock_guard lock(owner_.mutex_);
+    MutexLock lock(owner_.mutex_);
     std::erase(owner_.observers_, &observer_);
   }
 
@@ -110,11 +111,15 @@ LinuxApplications::LinuxApplications(EventLoop& loop, Queue& monitorQueue, Queue
       answerQueue_(answerQueue),
       workspaceQueue_(workspaceQueue),
       sources_(std::move(sources)),
-      transactions_(PackageFacts{
-          [this](const std::string& package) {
-            return packages_ ? packages_->appIdsOf(package) : std::vector<std::string>{};
-          },
-          [this](const std::string& appId) { return everInstalled_.count(appId) != 0; }}) {
+      transactions_(PackageFacts{[this](const std::string& package) {
+                                   loop_.assertOnLoopThread();
+                                   return packages_ ? packages_->appIdsOf(package)
+                                                    : std::vector<std::string>{};
+                                 },
+                                 [this](const std::string& appId) {
+                                   loop_.assertOnLoopThread();
+                                   return everInstalled_.count(appId) != 0;
+                                 }}) {
   catalog_.replace(std::make_shared<const AppCatalog>());
   previousCatalog_ = catalog();
 }
@@ -122,6 +127,7 @@ LinuxApplications::LinuxApplications(EventLoop& loop, Queue& monitorQueue, Queue
 LinuxApplications::~LinuxApplications() = default;
 
 std::vector<std::string> LinuxApplications::start() {
+  loop_.assertOnLoopThread();  // the loop's thread before it runs
   std::vector<std::string> findings;
   loadEverInstalled();
   for (const FlatpakInstallation& installation : sources_.flatpak) {
@@ -143,22 +149,29 @@ std::vector<std::string> LinuxApplications::start() {
                      std::to_string(packageApps_.size()) + " from packages");
   findings.push_back(packages);
 
-  pids_ = std::make_unique<PidWatch>(loop_,
-                                     [this](int32_t pid) { report(states_.processExited(pid)); });
+  pids_ = std::make_unique<PidWatch>(loop_, [this](int32_t pid) {
+    loop_.assertOnLoopThread();
+    report(states_.processExited(pid));
+  });
   auto unitChanged = [this](const std::string& name, const AppUnit& unit) {
+    loop_.assertOnLoopThread();
     watchPids(unit);
     report(states_.unit(name, unit));
   };
-  auto unitGone = [this](const std::string& name) { report(states_.unitGone(name)); };
+  auto unitGone = [this](const std::string& name) {
+    loop_.assertOnLoopThread();
+    report(states_.unitGone(name));
+  };
   units_ = std::make_unique<UserUnits>(sources_.sessionBus, sources_.sysRoot + "/fs/cgroup",
                                        unitChanged, unitGone);
-  findings.push_back(units_->start() ? "application units: the user manager's"
-                                     : "application units: no user manager");
+  const Status units = units_->start();
+  findings.push_back(units.ok() ? "application units: the user manager's"
+                                : "application units: no user manager: " + units.message());
   // A sandbox is the application's unit where no user manager runs it in one.
   instances_ = std::make_unique<FlatpakInstances>(loop_, sources_.flatpakInstancesDir,
                                                   sources_.procRoot, unitChanged, unitGone);
-  findings.push_back(instances_->start() ? "flatpak instances: watched"
-                                         : "flatpak instances: none yet");
+  const Status instances = instances_->start();
+  findings.push_back("flatpak instances: " + (instances.ok() ? "watched" : instances.message()));
 
   findings.push_back(startForeground());
   return findings;
@@ -168,38 +181,49 @@ std::string LinuxApplications::startForeground() {
   // The compositor's changes gather until its batch ends; all of it happens on the loop thread.
   ToplevelEvents events{.changed =
                             [this](uint64_t handle, Toplevel toplevel) {
+                              loop_.assertOnLoopThread();
                               toplevel.appId = catalog()->resolve(toplevel.appId);
                               toplevelBatch_.push_back({handle, std::move(toplevel)});
                             },
                         .closed =
                             [this](uint64_t handle) {
+                              loop_.assertOnLoopThread();
                               toplevelBatch_.push_back({handle, std::nullopt});
                             },
                         .gone =
                             [this] {
+                              loop_.assertOnLoopThread();
                               toplevelBatch_.clear();
                               report(states_.toplevelsGone());
                             },
-                        .settled = [this] { settleToplevels(); }};
-  auto starts = [&](std::unique_ptr<ToplevelSource> source) {
+                        .settled =
+                            [this] {
+                              loop_.assertOnLoopThread();
+                              settleToplevels();
+                            }};
+  std::string causes;  // why each list tried is not there
+  auto starts = [&](const char* name, std::unique_ptr<ToplevelSource> source) TL_REQUIRES(loop_) {
     toplevelBatch_.clear();  // what a source that then failed had told
     foreground_ = std::move(source);
-    return foreground_->start();
+    const Status status = foreground_->start();
+    if (!status.ok())
+      causes += (causes.empty() ? "" : "; ") + std::string(name) + ": " + status.message();
+    return status.ok();
   };
-  const std::string found = [&]() -> std::string {
-    if (starts(std::make_unique<WlrToplevels>(loop_, events))) {
+  const std::string found = [&]() TL_REQUIRES(loop_) -> std::string {
+    if (starts("wlroots", std::make_unique<WlrToplevels>(loop_, events))) {
       return "the compositor's toplevels (wlroots)";
     }
-    if (starts(std::make_unique<KdeWindows>(loop_, events)))
+    if (starts("KDE", std::make_unique<KdeWindows>(loop_, events)))
       return "the compositor's windows (KDE)";
     // Under Wayland, X11's root properties list only XWayland's windows.
     const char* wayland = std::getenv("WAYLAND_DISPLAY");
-    if ((!wayland || !*wayland) && starts(std::make_unique<X11Windows>(loop_, events))) {
+    if ((!wayland || !*wayland) && starts("X11", std::make_unique<X11Windows>(loop_, events))) {
       return "the X11 window manager's active window";
     }
     foreground_.reset();
     toplevelBatch_.clear();
-    return "not published";
+    return "not published (" + causes + ")";
   }();
   settleToplevels();  // the windows already open
   return "foreground: " + found;
@@ -232,18 +256,29 @@ std::string LinuxApplications::startPackages() {
       sources_.systemBus,
       PackageKitEvents{
           [this](const std::string& path, uint32_t role, uint32_t uid, uint64_t flags) {
+            loop_.assertOnLoopThread();
             transactions_.created(path, role, uid, flags);
           },
           [this](const std::string& path, uint32_t info, const std::string& id) {
+            loop_.assertOnLoopThread();
             notify(transactions_.package(path, info, id));
           },
-          [this](const std::string& path, uint32_t exit) { transactionFinished(path, exit); },
-          [this](const std::string& path) { transactions_.destroyed(path); }});
-  if (packageKit_->start()) line += ", transactions of PackageKit";
+          [this](const std::string& path, uint32_t exit) {
+            loop_.assertOnLoopThread();
+            transactionFinished(path, exit);
+          },
+          [this](const std::string& path) {
+            loop_.assertOnLoopThread();
+            transactions_.destroyed(path);
+          }});
+  const Status packageKit = packageKit_->start();
+  line +=
+      packageKit.ok() ? ", transactions of PackageKit" : ", no PackageKit: " + packageKit.message();
   return line;
 }
 
 void LinuxApplications::refresh() {
+  loop_.assertOnLoopThread();
   if (!foreground_ || !foreground_->connected()) startForeground();
   if (units_) units_->refresh();
   if (instances_) instances_->refresh();
@@ -259,7 +294,7 @@ void LinuxApplications::report(const std::vector<AppStateChange>& changes) {
   if (changes.empty()) return;
   std::vector<std::shared_ptr<MonitorCell>> monitors;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     monitors = monitors_;
   }
   for (const AppStateChange& change : changes) {
@@ -276,9 +311,9 @@ std::shared_ptr<const AppCatalog> LinuxApplications::catalog() const { return ca
 int LinuxApplications::OnInstallationChanged(sd_event_source*, const inotify_event* event,
                                              void* self) {
   // Flatpak touches ".changed" once each transaction is complete.
-  if (event->len > 0 && std::string_view(event->name) == ".changed") {
-    static_cast<LinuxApplications*>(self)->installationsChanged();
-  }
+  auto& owner = *static_cast<LinuxApplications*>(self);
+  owner.loop_.assertOnLoopThread();
+  if (event->len > 0 && std::string_view(event->name) == ".changed") owner.installationsChanged();
   return 0;
 }
 
@@ -325,6 +360,7 @@ void LinuxApplications::transactionFinished(const std::string& path, uint32_t ex
 int LinuxApplications::OnPackageDatabaseChanged(sd_event_source*, const inotify_event* event,
                                                 void* self) {
   auto& owner = *static_cast<LinuxApplications*>(self);
+  owner.loop_.assertOnLoopThread();
   if (event->len == 0 || owner.packages_->fileName() != event->name) return 0;
   // dpkg rewrites its status after every step of a run: read once the writes have settled.
   constexpr uint64_t kSettle = 1'000'000;
@@ -342,7 +378,9 @@ int LinuxApplications::OnPackageDatabaseChanged(sd_event_source*, const inotify_
 }
 
 int LinuxApplications::OnPackagesSettled(sd_event_source*, uint64_t, void* self) {
-  static_cast<LinuxApplications*>(self)->packagesChanged();
+  auto& owner = *static_cast<LinuxApplications*>(self);
+  owner.loop_.assertOnLoopThread();
+  owner.packagesChanged();
   return 0;
 }
 
@@ -377,14 +415,14 @@ void LinuxApplications::notify(const std::vector<InstallNotice>& notices) {
   }
   std::vector<WorkspaceObserver*> observers;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     observers = observers_;
   }
   for (WorkspaceObserver* observer : observers) {
     workspaceQueue_.async([this, observer, proxies] {
       // The observer may have gone since: only a registered one hears the notice.
       {
-        std::lock_guard lock(mutex_);
+        MutexLock lock(mutex_);
         if (std::find(observers_.begin(), observers_.end(), observer) == observers_.end()) return;
       }
       for (const auto& [kind, list] : proxies) {
@@ -426,7 +464,7 @@ void LinuxApplications::keepEverInstalled() const {
 std::unique_ptr<ApplicationStateMonitor> LinuxApplications::createStateMonitor() {
   auto cell = std::make_shared<MonitorCell>();
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     monitors_.push_back(cell);
   }
   return std::make_unique<Monitor>(*this, std::move(cell));

@@ -3,11 +3,11 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "base/mutex.h"
 #include "platform/applications.h"
 #include "platform/dispatch.h"
 #include "platform/linux/apps/app_catalog.h"
@@ -54,7 +54,7 @@ class LinuxApplications : public platform::Applications {
   // reports them.
   std::vector<std::string> start();
   // Re-reads what may change unannounced: units' processes, the installations, a compositor
-  // that was not there at start.
+  // that was not there at start. On the loop thread.
   void refresh();
 
   // A new monitor's handler first hears the state of every application running then.
@@ -68,27 +68,27 @@ class LinuxApplications : public platform::Applications {
   class Observation;
   struct MonitorCell;
 
-  void report(const std::vector<AppStateChange>& changes);
-  void watchPids(const AppUnit& unit);
-  std::string startPackages();
+  void report(const std::vector<AppStateChange>& changes) TL_REQUIRES(loop_);
+  void watchPids(const AppUnit& unit) TL_REQUIRES(loop_);
+  std::string startPackages() TL_REQUIRES(loop_);
   // Connects to the session's window list, the first of: a wlroots compositor's, KDE's, the X11
   // window manager's; the daemon's line that says which.
-  std::string startForeground();
+  std::string startForeground() TL_REQUIRES(loop_);
   // Reports what the compositor told since the last batch ended.
-  void settleToplevels();
-  void installationsChanged();
+  void settleToplevels() TL_REQUIRES(loop_);
+  void installationsChanged() TL_REQUIRES(loop_);
   // Re-reads the package database; the notices of what changed outside any transaction.
-  std::vector<InstallNotice> readPackages();
-  void packagesChanged();
-  void transactionFinished(const std::string& path, uint32_t exit);
+  std::vector<InstallNotice> readPackages() TL_REQUIRES(loop_);
+  void packagesChanged() TL_REQUIRES(loop_);
+  void transactionFinished(const std::string& path, uint32_t exit) TL_REQUIRES(loop_);
   // Builds the catalog anew; the one it replaced.
-  std::shared_ptr<const AppCatalog> rebuildCatalog();
+  std::shared_ptr<const AppCatalog> rebuildCatalog() TL_REQUIRES(loop_);
   // An uninstalled app is described as it was while installed: by the catalog before the last
   // rebuild, if that knew it.
-  void notify(const std::vector<InstallNotice>& notices);
+  void notify(const std::vector<InstallNotice>& notices) TL_REQUIRES(loop_);
   std::shared_ptr<const AppCatalog> catalog() const;
-  void loadEverInstalled();
-  void keepEverInstalled() const;
+  void loadEverInstalled() TL_REQUIRES(loop_);
+  void keepEverInstalled() const TL_REQUIRES(loop_);
   static int OnInstallationChanged(sd_event_source*, const struct inotify_event* event, void* self);
   static int OnPackageDatabaseChanged(sd_event_source*, const struct inotify_event* event,
                                       void* self);
@@ -101,28 +101,30 @@ class LinuxApplications : public platform::Applications {
   ApplicationSources sources_;
 
   Guarded<std::shared_ptr<const AppCatalog>> catalog_;
-  std::shared_ptr<const AppCatalog> previousCatalog_;  // on the loop thread
-  std::mutex mutex_;                                   // guards monitors_ and observers_
-  std::vector<std::shared_ptr<MonitorCell>> monitors_;
-  std::vector<platform::WorkspaceObserver*> observers_;
+  std::shared_ptr<const AppCatalog> previousCatalog_ TL_GUARDED_BY(loop_);
+  Mutex mutex_;
+  std::vector<std::shared_ptr<MonitorCell>> monitors_ TL_GUARDED_BY(mutex_);
+  std::vector<platform::WorkspaceObserver*> observers_ TL_GUARDED_BY(mutex_);
 
-  // On the loop thread only.
-  AppRunStates states_;
-  std::unique_ptr<PidWatch> pids_;
-  std::unique_ptr<UserUnits> units_;
-  std::unique_ptr<FlatpakInstances> instances_;
-  std::unique_ptr<ToplevelSource> foreground_;
-  std::vector<ToplevelChange> toplevelBatch_;  // told by the compositor, not yet settled
-  std::vector<std::unique_ptr<sd_event_source, EventSourceDeleter>> installationWatches_;
-  std::vector<FlatpakRef> flatpakRefs_;
-  InstalledVersions installed_;  // Flatpak's
-  std::set<std::string> everInstalled_;
-  std::optional<PackageDatabase> packages_;
-  InstalledVersions packageApps_;  // the package database's
-  PackageTransactions transactions_;
-  std::unique_ptr<PackageKitWatch> packageKit_;
-  std::unique_ptr<sd_event_source, EventSourceDeleter> packageWatch_;
-  std::unique_ptr<sd_event_source, EventSourceDeleter> packagesSettle_;
+  // Owned by the loop thread.
+  AppRunStates states_ TL_GUARDED_BY(loop_);
+  std::unique_ptr<PidWatch> pids_ TL_GUARDED_BY(loop_);
+  std::unique_ptr<UserUnits> units_ TL_GUARDED_BY(loop_);
+  std::unique_ptr<FlatpakInstances> instances_ TL_GUARDED_BY(loop_);
+  std::unique_ptr<ToplevelSource> foreground_ TL_GUARDED_BY(loop_);
+  std::vector<ToplevelChange> toplevelBatch_
+      TL_GUARDED_BY(loop_);  // told by the compositor, not yet settled
+  std::vector<std::unique_ptr<sd_event_source, EventSourceDeleter>> installationWatches_
+      TL_GUARDED_BY(loop_);
+  std::vector<FlatpakRef> flatpakRefs_ TL_GUARDED_BY(loop_);
+  InstalledVersions installed_ TL_GUARDED_BY(loop_);  // Flatpak's
+  std::set<std::string> everInstalled_ TL_GUARDED_BY(loop_);
+  std::optional<PackageDatabase> packages_ TL_GUARDED_BY(loop_);
+  InstalledVersions packageApps_ TL_GUARDED_BY(loop_);  // the package database's
+  PackageTransactions transactions_ TL_GUARDED_BY(loop_);
+  std::unique_ptr<PackageKitWatch> packageKit_ TL_GUARDED_BY(loop_);
+  std::unique_ptr<sd_event_source, EventSourceDeleter> packageWatch_ TL_GUARDED_BY(loop_);
+  std::unique_ptr<sd_event_source, EventSourceDeleter> packagesSettle_ TL_GUARDED_BY(loop_);
 };
 
 }  // namespace tl::linuxdev

@@ -1,6 +1,7 @@
 // PackageKitWatch: the service's transaction list and each transaction's signals.
 #include "platform/linux/apps/packagekit_watch.h"
 
+#include <cerrno>
 #include <cstring>
 
 namespace tl::linuxdev {
@@ -43,8 +44,9 @@ bool Reachable(sd_bus* bus, const char* name) {
 PackageKitWatch::PackageKitWatch(sd_bus* systemBus, PackageKitEvents events)
     : bus_(systemBus), events_(std::move(events)) {}
 
-bool PackageKitWatch::start() {
-  if (!bus_ || !Reachable(bus_, kService)) return false;
+Status PackageKitWatch::start() {
+  if (!bus_) return NoBus("system");
+  if (!Reachable(bus_, kService)) return Status::Error(ENOENT, "not on the system bus");
   sd_bus_slot* slot = nullptr;
   if (sd_bus_match_signal(bus_, &slot, kService, kPath, "org.freedesktop.PackageKit",
                           "TransactionListChanged", OnTransactionListChanged, this) >= 0) {
@@ -56,7 +58,7 @@ bool PackageKitWatch::start() {
                        OnTransactionSignal, this) >= 0) {
     matches_.emplace_back(slot);
   }
-  return matches_.size() == 2;
+  return matches_.size() == 2 ? Status::OK() : Status::Error(EIO, "cannot watch its signals");
 }
 
 int PackageKitWatch::OnTransactionListChanged(sd_bus_message* message, void* self, sd_bus_error*) {

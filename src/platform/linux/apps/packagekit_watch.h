@@ -28,7 +28,7 @@ class PackageKitWatch {
 
   // Listens for its signals (blocking, before the loop runs). Never starts the service: its
   // transactions announce themselves. false when the bus neither has it nor can start it.
-  bool start();
+  Status start();
 
  private:
   static int OnTransactionListChanged(sd_bus_message* message, void* self, sd_bus_error*);

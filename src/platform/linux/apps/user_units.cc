@@ -41,8 +41,8 @@ UserUnits::UserUnits(sd_bus* sessionBus, std::string cgroupRoot, Changed changed
       changed_(std::move(changed)),
       gone_(std::move(gone)) {}
 
-bool UserUnits::start() {
-  if (!bus_) return false;
+Status UserUnits::start() {
+  if (!bus_) return NoBus("session");
   struct Match {
     const char* member;
     sd_bus_message_handler_t handler;
@@ -65,10 +65,11 @@ bool UserUnits::start() {
   // Without a subscription the manager sends no unit signals; a manager that does not know the
   // call sends them anyway.
   sd_bus_call_method(bus_, kService, kManagerPath, kManager, "Subscribe", nullptr, nullptr, "");
-  return list("ListUnitsByPatterns") || list("ListUnits");
+  if (list("ListUnitsByPatterns").ok()) return Status::OK();
+  return list("ListUnits");
 }
 
-bool UserUnits::list(const char* method) {
+Status UserUnits::list(const char* method) {
   sd_bus_message* reply = nullptr;
   BusError error;
   const bool byPatterns = std::string_view(method) == "ListUnitsByPatterns";
@@ -77,8 +78,10 @@ bool UserUnits::list(const char* method) {
                            : sd_bus_call_method(bus_, kService, kManagerPath, kManager, method,
                                                 error.get(), &reply, "");
   const MessagePtr owned(reply);
-  if (r < 0) return false;
-  if (sd_bus_message_enter_container(reply, 'a', "(ssssssouso)") < 0) return false;
+  if (r < 0) return BusStatus(r, error);
+  if (const int entered = sd_bus_message_enter_container(reply, 'a', "(ssssssouso)"); entered < 0) {
+    return ReturnStatus(entered);
+  }
   std::vector<std::pair<std::string, std::string>> found;
   const char *name, *description, *load, *active, *sub, *following, *path, *jobType, *jobPath;
   uint32_t jobId;
@@ -87,7 +90,7 @@ bool UserUnits::list(const char* method) {
     if (AppIdFromUnitName(name)) found.emplace_back(name, path);
   }
   for (const auto& [unitName, unitPath] : found) read(unitName, unitPath);
-  return true;
+  return Status::OK();
 }
 
 std::string UserUnits::property(const std::string& path, const char* interface, const char* name) {

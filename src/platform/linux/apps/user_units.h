@@ -23,7 +23,7 @@ class UserUnits {
 
   // Follows the manager's units and reads the application units present (blocking, before the
   // loop runs). false without a user manager.
-  bool start();
+  Status start();
   // Reads every known unit again: processes a unit gains later are not announced.
   void refresh();
 
@@ -31,7 +31,7 @@ class UserUnits {
   static int OnUnitNew(sd_bus_message* message, void* self, sd_bus_error*);
   static int OnUnitRemoved(sd_bus_message* message, void* self, sd_bus_error*);
   static int OnPropertiesChanged(sd_bus_message* message, void* self, sd_bus_error*);
-  bool list(const char* method);
+  Status list(const char* method);
   void read(const std::string& name, const std::string& path);
   std::string property(const std::string& path, const char* interface, const char* name);
 

@@ -1,7 +1,7 @@
 // Guarded: a value that the loop thread replaces and any queue reads.
 #pragma once
 
-#include <mutex>
+#include "base/mutex.h"
 
 namespace tl::linuxdev {
 
@@ -9,13 +9,13 @@ template <class T>
 class Guarded {
  public:
   T get() const {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     return value_;
   }
   // Replaces the value when same(old, value) is false; whether it did.
   template <class Same>
   bool replace(T value, Same same) {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (same(value_, value)) return false;
     value_ = std::move(value);
     return true;
@@ -25,8 +25,8 @@ class Guarded {
   }
 
  private:
-  mutable std::mutex mutex_;
-  T value_{};
+  mutable Mutex mutex_;
+  T value_ TL_GUARDED_BY(mutex_){};
 };
 
 }  // namespace tl::linuxdev

@@ -48,6 +48,7 @@ void PidWatch::forget(int32_t pid) { watches_.erase(pid); }
 int PidWatch::OnExit(sd_event_source*, int, uint32_t, void* data) {
   auto* watch = static_cast<Watch*>(data);
   PidWatch* owner = watch->owner;
+  owner->loop_.assertOnLoopThread();
   const int32_t pid = watch->pid;
   owner->watches_.erase(pid);
   owner->exited_(pid);

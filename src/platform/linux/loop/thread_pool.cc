@@ -9,32 +9,32 @@ ThreadPool::ThreadPool(int threads) {
 
 ThreadPool::~ThreadPool() {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     stopping_ = true;
   }
-  ready_.notify_all();
+  ready_.notifyAll();
   for (std::thread& worker : workers_) worker.join();
 }
 
 void ThreadPool::submit(std::function<void()> task) {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     tasks_.push_back(std::move(task));
   }
-  ready_.notify_one();
+  ready_.notifyOne();
 }
 
 void ThreadPool::waitIdle() {
-  std::unique_lock lock(mutex_);
-  idle_.wait(lock, [this] { return running_ == 0 && tasks_.empty(); });
+  MutexLock lock(mutex_);
+  while (running_ != 0 || !tasks_.empty()) idle_.wait(mutex_);
 }
 
 void ThreadPool::work() {
   while (true) {
     std::function<void()> task;
     {
-      std::unique_lock lock(mutex_);
-      ready_.wait(lock, [this] { return stopping_ || !tasks_.empty(); });
+      MutexLock lock(mutex_);
+      while (!stopping_ && tasks_.empty()) ready_.wait(mutex_);
       if (tasks_.empty()) return;  // stopping, and nothing left to do
       task = std::move(tasks_.front());
       tasks_.pop_front();
@@ -42,8 +42,8 @@ void ThreadPool::work() {
     }
     task();
     task = nullptr;  // what the task holds is released before it counts as done
-    std::lock_guard lock(mutex_);
-    if (--running_ == 0 && tasks_.empty()) idle_.notify_all();
+    MutexLock lock(mutex_);
+    if (--running_ == 0 && tasks_.empty()) idle_.notifyAll();
   }
 }
 

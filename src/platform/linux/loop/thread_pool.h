@@ -1,12 +1,12 @@
 // ThreadPool: the few worker threads on which every queue of the Linux device runs.
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <vector>
+
+#include "base/mutex.h"
 
 namespace tl::linuxdev {
 
@@ -26,12 +26,12 @@ class ThreadPool {
  private:
   void work();
 
-  std::mutex mutex_;
-  std::condition_variable ready_;
-  std::condition_variable idle_;
-  int running_ = 0;
-  std::deque<std::function<void()>> tasks_;
-  bool stopping_ = false;
+  Mutex mutex_;
+  CondVar ready_;
+  CondVar idle_;
+  int running_ TL_GUARDED_BY(mutex_) = 0;
+  std::deque<std::function<void()>> tasks_ TL_GUARDED_BY(mutex_);
+  bool stopping_ TL_GUARDED_BY(mutex_) = false;
   std::vector<std::thread> workers_;
 };
 

@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 
+#include "base/status.h"
 #include "platform/linux/loop/event_loop.h"
 
 namespace tl::linuxdev {
@@ -22,7 +23,7 @@ class UeventMonitor {
   void watch(const std::string& subsystem, std::function<void()> handler);
   // Starts receiving; false when the monitor cannot be made (no netlink in this sandbox), in
   // which case only the polling sees changes.
-  bool start();
+  Status start();
 
  private:
   static int OnDevice(sd_device_monitor* monitor, sd_device* device, void* self);

@@ -16,21 +16,21 @@ bool DisplayOnForPowerSaveMode(int32_t mode) { return mode <= 0; }
 DisplayPower::DisplayPower(sd_bus* sessionBus, std::function<void(bool)> onChange)
     : bus_(sessionBus), onChange_(std::move(onChange)) {}
 
-bool DisplayPower::start(bool* on) {
+Status DisplayPower::start(bool* on) {
   *on = true;
-  if (!bus_) return false;
+  if (!bus_) return NoBus("session");
   sd_bus_slot* slot = nullptr;
-  if (sd_bus_match_signal(bus_, &slot, kService, kPath, "org.freedesktop.DBus.Properties",
-                          "PropertiesChanged", OnPropertiesChanged, this) < 0) {
-    return false;
-  }
+  const int watched =
+      sd_bus_match_signal(bus_, &slot, kService, kPath, "org.freedesktop.DBus.Properties",
+                          "PropertiesChanged", OnPropertiesChanged, this);
+  if (watched < 0) return ReturnStatus(watched);
   match_.reset(slot);
   int32_t mode = -1;
   BusError error;
-  const bool read = sd_bus_get_property_trivial(bus_, kService, kPath, kInterface, "PowerSaveMode",
-                                                error.get(), 'i', &mode) >= 0;
-  if (read) *on = DisplayOnForPowerSaveMode(mode);
-  return read;
+  const int r = sd_bus_get_property_trivial(bus_, kService, kPath, kInterface, "PowerSaveMode",
+                                            error.get(), 'i', &mode);
+  if (r >= 0) *on = DisplayOnForPowerSaveMode(mode);
+  return BusStatus(r, error);
 }
 
 int DisplayPower::OnPropertiesChanged(sd_bus_message* message, void* self, sd_bus_error*) {

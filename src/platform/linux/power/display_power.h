@@ -21,7 +21,7 @@ class DisplayPower {
   DisplayPower(sd_bus* sessionBus, std::function<void(bool on)> onChange);
 
   // Reads the current mode (blocking; before the loop runs) and watches for changes.
-  bool start(bool* on);
+  Status start(bool* on);
 
  private:
   static int OnPropertiesChanged(sd_bus_message* message, void* self, sd_bus_error* error);

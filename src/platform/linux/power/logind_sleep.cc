@@ -4,12 +4,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace tl::linuxdev {
 
 namespace {
 constexpr char kLogind[] = "org.freedesktop.login1";
 constexpr char kLogindPath[] = "/org/freedesktop/login1";
 constexpr char kManager[] = "org.freedesktop.login1.Manager";
+constexpr char kWhy[] = "Books the power state before the system sleeps";
 }  // namespace
 
 LogindSleep::LogindSleep(EventLoop& loop, sd_bus* systemBus, std::string sysRoot, Handlers handlers)
@@ -17,29 +20,30 @@ LogindSleep::LogindSleep(EventLoop& loop, sd_bus* systemBus, std::string sysRoot
 
 LogindSleep::~LogindSleep() { release(); }
 
-bool LogindSleep::start() {
-  if (!bus_) return false;
+Status LogindSleep::start() {
+  if (!bus_) return NoBus("system");
   sd_bus_slot* slot = nullptr;
-  if (sd_bus_match_signal(bus_, &slot, kLogind, kLogindPath, kManager, "PrepareForSleep",
-                          OnPrepareForSleep, this) < 0) {
-    return false;
-  }
+  const int r = sd_bus_match_signal(bus_, &slot, kLogind, kLogindPath, kManager, "PrepareForSleep",
+                                    OnPrepareForSleep, this);
+  if (r < 0) return ReturnStatus(r).prefixed("cannot watch logind");
   match_.reset(slot);
-  takeInhibitor(/*blocking=*/true);
-  return holdingInhibitor();
+  return takeInhibitor();
 }
 
-void LogindSleep::takeInhibitor(bool blocking) {
-  static constexpr char kWhy[] = "Books the power state before the system sleeps";
-  if (blocking) {
-    sd_bus_message* reply = nullptr;
-    BusError error;
-    const int r = sd_bus_call_method(bus_, kLogind, kLogindPath, kManager, "Inhibit", error.get(),
-                                     &reply, "ssss", "sleep", "tallyd", kWhy, "delay");
-    const MessagePtr owned(reply);
-    if (r >= 0) setInhibitor(reply);
-    return;
+Status LogindSleep::takeInhibitor() {
+  sd_bus_message* reply = nullptr;
+  BusError error;
+  const int r = sd_bus_call_method(bus_, kLogind, kLogindPath, kManager, "Inhibit", error.get(),
+                                   &reply, "ssss", "sleep", "tallyd", kWhy, "delay");
+  const MessagePtr owned(reply);
+  if (error.is(SD_BUS_ERROR_SERVICE_UNKNOWN) || error.is(SD_BUS_ERROR_NAME_HAS_NO_OWNER)) {
+    return BusStatus(r, error).prefixed("no logind");
   }
+  if (r < 0) return BusStatus(r, error).prefixed("inhibitor refused");
+  return setInhibitor(reply).prefixed("inhibitor refused");
+}
+
+void LogindSleep::askForInhibitor() {
   sd_bus_slot* slot = nullptr;
   if (sd_bus_call_method_async(bus_, &slot, kLogind, kLogindPath, kManager, "Inhibit",
                                OnInhibitReply, this, "ssss", "sleep", "tallyd", kWhy,
@@ -50,18 +54,20 @@ void LogindSleep::takeInhibitor(bool blocking) {
 
 int LogindSleep::OnInhibitReply(sd_bus_message* reply, void* self, sd_bus_error*) {
   auto* sleep = static_cast<LogindSleep*>(self);
-  if (!sd_bus_message_is_method_error(reply, nullptr)) sleep->setInhibitor(reply);
+  sleep->loop_.assertOnLoopThread();
+  if (!sd_bus_message_is_method_error(reply, nullptr)) sleep->setInhibitor(reply).IgnoreError();
   return 0;
 }
 
-void LogindSleep::setInhibitor(sd_bus_message* reply) {
+Status LogindSleep::setInhibitor(sd_bus_message* reply) {
   int fd = -1;
-  if (sd_bus_message_read(reply, "h", &fd) < 0) return;
+  if (const int r = sd_bus_message_read(reply, "h", &fd); r < 0) return ReturnStatus(r);
   // The message owns its descriptor; the inhibitor is held by a copy of it.
   const int held = ::fcntl(fd, F_DUPFD_CLOEXEC, 3);
-  if (held < 0) return;
+  if (held < 0) return Status::FromErrno(errno);
   release();
   inhibitor_ = held;
+  return Status::OK();
 }
 
 void LogindSleep::release() {
@@ -71,6 +77,7 @@ void LogindSleep::release() {
 
 int LogindSleep::OnPrepareForSleep(sd_bus_message* message, void* self, sd_bus_error*) {
   auto* sleep = static_cast<LogindSleep*>(self);
+  sleep->loop_.assertOnLoopThread();
   int start = 0;
   if (sd_bus_message_read(message, "b", &start) < 0) return 0;
   if (start) {
@@ -87,7 +94,7 @@ int LogindSleep::OnPrepareForSleep(sd_bus_message* message, void* self, sd_bus_e
       [](const std::string&, const std::string&) { return false; });
   sleep->pendingId_ = 0;
   sleep->handlers_.poweredOn();
-  if (!sleep->holdingInhibitor()) sleep->takeInhibitor(/*blocking=*/false);
+  if (!sleep->holdingInhibitor()) sleep->askForInhibitor();
   return 0;
 }
 

@@ -28,9 +28,9 @@ class LogindSleep {
   LogindSleep(EventLoop& loop, sd_bus* systemBus, std::string sysRoot, Handlers handlers);
   ~LogindSleep();
 
-  // Takes the inhibitor (blocking; before the loop runs) and watches PrepareForSleep; false
-  // without logind.
-  bool start();
+  // Takes the inhibitor (blocking; before the loop runs) and watches PrepareForSleep; the
+  // failure says why not ("no logind: ...", "inhibitor refused: Access denied").
+  Status start();
   // Lets sleep go on once the will-sleep message with id is handled; callable from any queue.
   void acknowledge(intptr_t id);
   // The reason of the last wake, "" before the first or when nothing is known.
@@ -41,8 +41,10 @@ class LogindSleep {
  private:
   static int OnPrepareForSleep(sd_bus_message* message, void* self, sd_bus_error* error);
   static int OnInhibitReply(sd_bus_message* message, void* self, sd_bus_error* error);
-  void takeInhibitor(bool blocking);
-  void setInhibitor(sd_bus_message* reply);
+  // Takes it now (the outcome says why not) or, from the loop, when logind answers.
+  Status takeInhibitor();
+  void askForInhibitor();
+  Status setInhibitor(sd_bus_message* reply);
   void release();
 
   EventLoop& loop_;

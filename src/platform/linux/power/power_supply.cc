@@ -35,7 +35,6 @@ std::optional<double> MilliampHours(const SupplyValues& battery, const std::stri
 
 // Both present and full from one source, so that a charge is never set against an energy.
 std::optional<BatteryCharge> ChargeAndFull(const SupplyValues& battery) {
-  BatteryCharge charge;
   ChargeSource nowSource = ChargeSource::kNone, fullSource = ChargeSource::kNone;
   auto now = MilliampHours(battery, "now", &nowSource);
   auto full = MilliampHours(battery, "full", &fullSource);

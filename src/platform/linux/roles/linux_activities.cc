@@ -35,6 +35,7 @@ class LinuxActivities::ActivityRegistration : public platform::Registration {
     *activity_->live = false;
     LinuxActivities& owner = owner_;
     owner.loop_.post([&owner, activity = activity_] {
+      owner.loop_.assertOnLoopThread();
       auto it = owner.activities_.find(activity->name);
       if (it != owner.activities_.end() && it->second == activity) owner.activities_.erase(it);
       activity->timer.reset();
@@ -83,6 +84,7 @@ std::unique_ptr<platform::Registration> LinuxActivities::registerActivity(
     if (*live) (*handler)(ActivityState::kCheckIn);
   });
   loop_.post([this, activity] {
+    loop_.assertOnLoopThread();
     if (!*activity->live) return;
     activities_[activity->name] = activity;
     arm(*activity, SecondsUntilDue(lastRun(activity->name), wallClock_(),
@@ -104,6 +106,7 @@ void LinuxActivities::arm(Activity& activity, double seconds) {
 int LinuxActivities::OnTimer(sd_event_source*, uint64_t, void* data) {
   auto& activity = *static_cast<Activity*>(data);
   LinuxActivities& owner = *activity.owner;
+  owner.loop_.assertOnLoopThread();
   if (activity.waitingForScreen) {
     // The grace period is over: run without the condition.
     activity.waitingForScreen = false;
@@ -124,6 +127,7 @@ void LinuxActivities::due(Activity& activity) {
 }
 
 void LinuxActivities::screenChanged() {
+  loop_.assertOnLoopThread();
   if (!screenOff_()) return;
   std::vector<std::shared_ptr<Activity>> waiting;
   for (const auto& [name, activity] : activities_) {

@@ -40,9 +40,9 @@ class LinuxActivities : public platform::ActivityScheduler {
   struct Activity;
   class ActivityRegistration;
   static int OnTimer(sd_event_source* source, uint64_t usec, void* data);
-  void arm(Activity& activity, double seconds);
-  void due(Activity& activity);
-  void run(Activity& activity);
+  void arm(Activity& activity, double seconds) TL_REQUIRES(loop_);
+  void due(Activity& activity) TL_REQUIRES(loop_);
+  void run(Activity& activity) TL_REQUIRES(loop_);
   std::optional<double> lastRun(const std::string& name) const;
   void keepLastRun(const std::string& name, double at) const;
 
@@ -51,8 +51,7 @@ class LinuxActivities : public platform::ActivityScheduler {
   std::string directory_;
   std::function<bool()> screenOff_;
   std::function<double()> wallClock_;
-  // Touched on the loop thread only.
-  std::map<std::string, std::shared_ptr<Activity>> activities_;
+  std::map<std::string, std::shared_ptr<Activity>> activities_ TL_GUARDED_BY(loop_);
 };
 
 }  // namespace tl::linuxdev

@@ -45,8 +45,9 @@ uint64_t Microseconds(double seconds) {
 // Made in the order of declaration: the loop and the buses first, then the dispatch, then the
 // sources (each reads once as it is made), then the roles that answer from them.
 struct LinuxDevice::Parts {
+  std::unique_ptr<EventLoop> ownLoop;
+  EventLoop& loop = *ownLoop;
   LinuxDeviceOptions options;
-  EventLoop loop;
   BusPtr systemBus = OpenSystemBus();
   BusPtr sessionBus = OpenSessionBus();
   MemoryPressure pressure{loop, systemBus.get(), options.procRoot + "/pressure/memory"};
@@ -89,8 +90,9 @@ struct LinuxDevice::Parts {
                              [this] { return clock.now(); }};
   std::vector<std::string> findings;
 
-  Parts(LinuxDeviceOptions given, OutputSink& sink)
-      : options(std::move(given)),
+  Parts(std::unique_ptr<EventLoop> madeLoop, LinuxDeviceOptions given, OutputSink& sink)
+      : ownLoop(std::move(madeLoop)),
+        options(std::move(given)),
         outputs(sink),
         ipc(outputs, {options.services.begin(), options.services.end()}, *systemQueue),
         sleep(loop, systemBus.get(), options.sysRoot,
@@ -123,15 +125,21 @@ struct LinuxDevice::Parts {
     refreshThermal();
 
     bool displayOn = true;
-    findings.push_back(display.start(&displayOn) ? "display power: the compositor's"
-                                                 : "display power: not published");
+    const Status displayPower = display.start(&displayOn);
+    findings.push_back(displayPower.ok()
+                           ? "display power: the compositor's"
+                           : "display power: not published: " + displayPower.message());
     backlight.setDisplayOn(displayOn);
-    findings.push_back(sleep.start() ? "sleep: logind, inhibitor taken" : "sleep: no logind");
+    const Status sleeping = sleep.start();
+    findings.push_back("sleep: " +
+                       (sleeping.ok() ? "logind, inhibitor taken" : sleeping.message()));
     named.setState(kBatterySaverModeNotification, profiles.start());
     const std::string pressureSource = pressure.start();
     findings.push_back("memory pressure: " +
                        (pressureSource.empty() ? std::string("none") : pressureSource));
-    if (!notify.start()) findings.push_back("notify: the daemon's bus name is not available");
+    if (const Status serving = notify.start(); !serving.ok()) {
+      findings.push_back("notify: the daemon's bus name is not available: " + serving.message());
+    }
 
     uevents.watch("power_supply", [this] {
       if (battery.refresh()) registry.batteryChanged();
@@ -140,7 +148,9 @@ struct LinuxDevice::Parts {
       if (backlight.refresh()) backlightChanged();
     });
     uevents.watch("thermal", [this] { refreshThermal(); });
-    if (!uevents.start()) findings.push_back("uevents: none; polling only");
+    if (const Status watched = uevents.start(); !watched.ok()) {
+      findings.push_back("uevents: none (" + watched.message() + "); polling only");
+    }
 
     for (std::string& finding : applications.start()) findings.push_back(std::move(finding));
 
@@ -183,6 +193,7 @@ struct LinuxDevice::Parts {
 
   static int OnPoll(sd_event_source* source, uint64_t, void* self) {
     auto* parts = static_cast<Parts*>(self);
+    parts->loop.assertOnLoopThread();
     sd_event_source_set_time_relative(source, Microseconds(parts->options.settings.pollSeconds));
     sd_event_source_set_enabled(source, SD_EVENT_ON);
     parts->refreshAll();
@@ -190,8 +201,16 @@ struct LinuxDevice::Parts {
   }
 };
 
-LinuxDevice::LinuxDevice(LinuxDeviceOptions options, OutputSink& sink)
-    : parts_(std::make_unique<Parts>(std::move(options), sink)) {}
+Status LinuxDevice::Create(LinuxDeviceOptions options, OutputSink& sink,
+                           std::unique_ptr<LinuxDevice>* device) {
+  std::unique_ptr<EventLoop> loop;
+  if (Status made = EventLoop::Create(&loop); !made.ok()) return made.prefixed("no event loop");
+  *device = std::make_unique<LinuxDevice>(
+      Key(), std::make_unique<Parts>(std::move(loop), std::move(options), sink));
+  return Status::OK();
+}
+
+LinuxDevice::LinuxDevice(Key, std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
 
 LinuxDevice::~LinuxDevice() { stop(); }
 

@@ -28,7 +28,15 @@ struct LinuxDeviceOptions {
 // code: they post to the queues the module registered with.
 class LinuxDevice : public platform::Platform {
  public:
-  LinuxDevice(LinuxDeviceOptions options, platform::OutputSink& sink);
+  // The device with its sources read, or why it cannot run (no event loop).
+  static Status Create(LinuxDeviceOptions options, platform::OutputSink& sink,
+                       std::unique_ptr<LinuxDevice>* device);
+  struct Parts;
+  class Key {
+    friend class LinuxDevice;
+    Key() = default;
+  };
+  LinuxDevice(Key, std::unique_ptr<Parts> parts);
   ~LinuxDevice() override;
 
   void start();
@@ -58,7 +66,6 @@ class LinuxDevice : public platform::Platform {
   platform::SystemLog& log() override;
 
  private:
-  struct Parts;
   std::unique_ptr<Parts> parts_;
 };
 

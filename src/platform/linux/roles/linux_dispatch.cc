@@ -3,9 +3,9 @@
 
 #include <atomic>
 #include <cmath>
-#include <condition_variable>
 #include <deque>
-#include <mutex>
+
+#include "base/mutex.h"
 
 namespace tl::linuxdev {
 
@@ -19,13 +19,13 @@ class LinuxDispatch::Serial : public platform::SerialQueue {
   Serial(ThreadPool& pool, std::string label)
       : state_(std::make_shared<State>(pool)), label_(std::move(label)) {}
   ~Serial() override {
-    std::lock_guard lock(state_->mutex);
+    MutexLock lock(state_->mutex);
     state_->alive = false;
     state_->tasks.clear();
   }
 
   void async(Task task) override {
-    std::lock_guard lock(state_->mutex);
+    MutexLock lock(state_->mutex);
     if (!state_->alive) return;
     state_->tasks.push_back(std::move(task));
     if (state_->draining) return;
@@ -38,10 +38,10 @@ class LinuxDispatch::Serial : public platform::SerialQueue {
   struct State {
     explicit State(ThreadPool& p) : pool(p) {}
     ThreadPool& pool;
-    std::mutex mutex;
-    std::deque<Task> tasks;
-    bool draining = false;
-    bool alive = true;
+    Mutex mutex;
+    std::deque<Task> tasks TL_GUARDED_BY(mutex);
+    bool draining TL_GUARDED_BY(mutex) = false;
+    bool alive TL_GUARDED_BY(mutex) = true;
   };
 
   // Runs the queue's tasks until none is left; at most one drain runs per queue at a time.
@@ -49,7 +49,7 @@ class LinuxDispatch::Serial : public platform::SerialQueue {
     while (true) {
       Task task;
       {
-        std::lock_guard lock(state.mutex);
+        MutexLock lock(state.mutex);
         if (state.tasks.empty()) {
           state.draining = false;
           return;
@@ -84,20 +84,20 @@ class CountingSemaphore : public platform::Semaphore {
   // Notifies under the lock: the waiter may destroy the semaphore as soon as it wakes, and it
   // cannot wake before the lock is given up.
   void signal() override {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     ++value_;
-    available_.notify_one();
+    available_.notifyOne();
   }
   void wait() override {
-    std::unique_lock lock(mutex_);
-    available_.wait(lock, [this] { return value_ > 0; });
+    MutexLock lock(mutex_);
+    while (value_ <= 0) available_.wait(mutex_);
     --value_;
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable available_;
-  long value_;
+  Mutex mutex_;
+  CondVar available_;
+  long value_ TL_GUARDED_BY(mutex_);
 };
 
 uint64_t Microseconds(double seconds) {

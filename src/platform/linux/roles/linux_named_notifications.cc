@@ -20,7 +20,7 @@ class LinuxNamedNotifications::Token : public NotifyRegistration {
       : owner_(owner), token_(token), entry_(std::move(entry)) {}
   ~Token() override {
     entry_->live = false;
-    std::lock_guard lock(owner_.mutex_);
+    MutexLock lock(owner_.mutex_);
     owner_.active_.erase(token_);
   }
   int32_t token() const override { return token_; }
@@ -40,7 +40,7 @@ Status LinuxNamedNotifications::add(const std::string& name, Queue* queue, Handl
   entry->name = name;
   entry->queue = queue;
   entry->handler = std::move(handler);
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   const int32_t token = nextToken_++;
   active_.emplace(token, entry);
   *out = std::make_unique<Token>(*this, token, std::move(entry));
@@ -59,7 +59,7 @@ Status LinuxNamedNotifications::registerCheck(const std::string& name,
 }
 
 Status LinuxNamedNotifications::getState(int32_t token, uint64_t* state) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   auto it = active_.find(token);
   if (it == active_.end()) return Status::Error(kNotifyStatusInvalidToken, "invalid token");
   auto value = states_.find(it->second->name);
@@ -68,12 +68,12 @@ Status LinuxNamedNotifications::getState(int32_t token, uint64_t* state) {
 }
 
 void LinuxNamedNotifications::setState(const std::string& name, uint64_t state) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   states_[name] = state;
 }
 
 void LinuxNamedNotifications::post(const std::string& name, uint64_t state) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   states_[name] = state;
   for (const auto& [token, entry] : active_) {
     if (entry->name != name || !entry->queue) continue;

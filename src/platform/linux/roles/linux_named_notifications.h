@@ -5,8 +5,8 @@
 #include <atomic>
 #include <map>
 #include <memory>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "platform/named_notifications.h"
 
 namespace tl::linuxdev {
@@ -35,10 +35,10 @@ class LinuxNamedNotifications : public platform::NamedNotifications {
   Status add(const std::string& name, platform::Queue* queue, Handler handler,
              std::unique_ptr<platform::NotifyRegistration>* out);
 
-  std::mutex mutex_;
-  std::map<std::string, uint64_t, std::less<>> states_;
-  std::map<int32_t, std::shared_ptr<Entry>> active_;
-  int32_t nextToken_ = 1;
+  Mutex mutex_;
+  std::map<std::string, uint64_t, std::less<>> states_ TL_GUARDED_BY(mutex_);
+  std::map<int32_t, std::shared_ptr<Entry>> active_ TL_GUARDED_BY(mutex_);
+  int32_t nextToken_ TL_GUARDED_BY(mutex_) = 1;
   std::atomic<int64_t> thermalLevel_{0};
 };
 

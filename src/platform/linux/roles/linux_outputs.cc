@@ -24,22 +24,22 @@ double LinuxOutputs::now() const {
 }
 
 void LinuxOutputs::addValueForScalarKey(std::string_view key, int64_t value) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   sink_.scalar(now(), key, value);
 }
 
 void LinuxOutputs::pushValueForDistributionKey(std::string_view key, double value) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   sink_.distribution(now(), key, value);
 }
 
 void LinuxOutputs::batchKeys(const KeyValues* first, const KeyValues* second) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   sink_.batch(now(), first, second);
 }
 
 void LinuxOutputs::write(std::string_view line) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (journal_) {
     sd_journal_print(LOG_INFO, "%.*s", static_cast<int>(line.size()), line.data());
   } else {
@@ -49,7 +49,7 @@ void LinuxOutputs::write(std::string_view line) {
 }
 
 void LinuxOutputs::ipc(const std::string& service, const WispObject& message) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   sink_.ipc(now(), service, message);
 }
 

@@ -2,10 +2,10 @@
 // Linux device, all handed to the host's sink.
 #pragma once
 
-#include <mutex>
 #include <set>
 #include <string>
 
+#include "base/mutex.h"
 #include "platform/ipc.h"
 #include "platform/output_sink.h"
 #include "platform/statistics_client.h"
@@ -29,8 +29,8 @@ class LinuxOutputs : public platform::StatisticsClient, public platform::SystemL
  private:
   double now() const;
 
-  platform::OutputSink& sink_;
-  std::mutex mutex_;
+  platform::OutputSink& sink_ TL_GUARDED_BY(mutex_);
+  Mutex mutex_;
   bool journal_;
 };
 

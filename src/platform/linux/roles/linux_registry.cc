@@ -47,7 +47,7 @@ class LinuxRegistry::InterestRegistration : public Registration {
       : owner_(owner), interest_(std::move(interest)) {}
   ~InterestRegistration() override {
     interest_->live = false;
-    std::lock_guard lock(owner_.mutex_);
+    MutexLock lock(owner_.mutex_);
     std::erase(owner_.interests_, interest_);
   }
 
@@ -96,7 +96,7 @@ Status LinuxRegistry::addInterestNotification(NotificationPort& port,
   interest->queue = static_cast<Port&>(port).queue();
   interest->callback = std::move(callback);
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     interests_.push_back(interest);
   }
   *out = std::make_unique<InterestRegistration>(*this, std::move(interest));
@@ -140,7 +140,7 @@ SystemPowerConnection LinuxRegistry::registerForSystemPower(SystemPowerCallback 
   interest->queue = port->queue();
   interest->powerCallback = std::move(callback);
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     interests_.push_back(interest);
   }
   SystemPowerConnection connection;
@@ -166,7 +166,7 @@ Status LinuxRegistry::closeConnection(uint32_t rootDomainConnect) {
 }
 
 void LinuxRegistry::deliver(const Entry& entry, uint32_t messageType, intptr_t argument) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   for (const auto& interest : interests_) {
     if (interest->entry.get() != &entry) continue;
     Queue* queue = interest->queue->load();

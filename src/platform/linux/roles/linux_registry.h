@@ -3,9 +3,9 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "base/mutex.h"
 #include "platform/device_registry.h"
 #include "platform/linux/power/backlight_source.h"
 #include "platform/linux/power/battery_source.h"
@@ -64,8 +64,8 @@ class LinuxRegistry : public platform::DeviceRegistry, public platform::SystemPo
   std::shared_ptr<Entry> batteryEntry_;
   std::shared_ptr<Entry> backlightEntry_;
   std::shared_ptr<Entry> rootDomain_;
-  std::mutex mutex_;
-  std::vector<std::shared_ptr<Interest>> interests_;
+  Mutex mutex_;
+  std::vector<std::shared_ptr<Interest>> interests_ TL_GUARDED_BY(mutex_);
 };
 
 }  // namespace tl::linuxdev

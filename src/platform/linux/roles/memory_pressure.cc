@@ -12,9 +12,9 @@ namespace tl::linuxdev {
 struct MemoryPressure::Subscriber {
   unsigned mask = 0;
   platform::Queue* target = nullptr;
-  std::mutex mutex;  // guards handler and resumed
-  platform::Task handler;
-  bool resumed = false;
+  Mutex mutex;
+  platform::Task handler TL_GUARDED_BY(mutex);
+  bool resumed TL_GUARDED_BY(mutex) = false;
 };
 
 class MemoryPressure::Source : public platform::MemoryPressureSource {
@@ -23,19 +23,19 @@ class MemoryPressure::Source : public platform::MemoryPressureSource {
       : owner_(owner), subscriber_(std::move(subscriber)) {}
   ~Source() override {
     {
-      std::lock_guard lock(subscriber_->mutex);
+      MutexLock lock(subscriber_->mutex);
       subscriber_->resumed = false;
       subscriber_->handler = nullptr;
     }
-    std::lock_guard lock(owner_.mutex_);
+    MutexLock lock(owner_.mutex_);
     std::erase(owner_.subscribers_, subscriber_);
   }
   void setHandler(platform::Task handler) override {
-    std::lock_guard lock(subscriber_->mutex);
+    MutexLock lock(subscriber_->mutex);
     subscriber_->handler = std::move(handler);
   }
   void resume() override {
-    std::lock_guard lock(subscriber_->mutex);
+    MutexLock lock(subscriber_->mutex);
     subscriber_->resumed = true;
   }
 
@@ -80,20 +80,20 @@ std::unique_ptr<platform::MemoryPressureSource> MemoryPressure::createSource(
   subscriber->mask = mask;
   subscriber->target = &target;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     subscribers_.push_back(subscriber);
   }
   return std::make_unique<Source>(*this, std::move(subscriber));
 }
 
 void MemoryPressure::fire(unsigned level) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   for (const auto& subscriber : subscribers_) {
     if (!(subscriber->mask & level)) continue;
     subscriber->target->async([subscriber] {
       platform::Task handler;
       {
-        std::lock_guard lock(subscriber->mutex);
+        MutexLock lock(subscriber->mutex);
         if (!subscriber->resumed || !subscriber->handler) return;
         handler = subscriber->handler;
       }
@@ -103,17 +103,18 @@ void MemoryPressure::fire(unsigned level) {
 }
 
 int MemoryPressure::OnPsi(sd_event_source*, int, uint32_t revents, void* self) {
-  if (revents & EPOLLPRI)
-    static_cast<MemoryPressure*>(self)->fire(platform::kMemoryPressureWarning);
+  auto& pressure = *static_cast<MemoryPressure*>(self);
+  pressure.loop_.assertOnLoopThread();
+  if (revents & EPOLLPRI) pressure.fire(platform::kMemoryPressureWarning);
   return 0;
 }
 
 int MemoryPressure::OnLowMemoryWarning(sd_bus_message* message, void* self, sd_bus_error*) {
+  auto& pressure = *static_cast<MemoryPressure*>(self);
+  pressure.loop_.assertOnLoopThread();
   uint8_t level = 0;
   if (sd_bus_message_read(message, "y", &level) < 0) return 0;
-  if (unsigned mapped = PressureLevelFromLowMemoryWarning(level)) {
-    static_cast<MemoryPressure*>(self)->fire(mapped);
-  }
+  if (unsigned mapped = PressureLevelFromLowMemoryWarning(level)) pressure.fire(mapped);
   return 0;
 }
 

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "base/mutex.h"
 #include "platform/dispatch.h"
 #include "platform/linux/loop/bus.h"
 #include "platform/linux/loop/event_loop.h"
@@ -47,8 +47,8 @@ class MemoryPressure {
   int psiFd_ = -1;
   sd_event_source* psi_ = nullptr;
   SlotPtr match_;
-  std::mutex mutex_;
-  std::vector<std::shared_ptr<Subscriber>> subscribers_;
+  Mutex mutex_;
+  std::vector<std::shared_ptr<Subscriber>> subscribers_ TL_GUARDED_BY(mutex_);
 };
 
 }  // namespace tl::linuxdev

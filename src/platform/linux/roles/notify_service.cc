@@ -14,15 +14,14 @@ NotifyService::NotifyService(sd_bus* sessionBus,
                              std::function<void(const std::string&, uint64_t)> post)
     : bus_(sessionBus), post_(std::move(post)) {}
 
-bool NotifyService::start() {
-  if (!bus_) return false;
+Status NotifyService::start() {
+  if (!bus_) return NoBus("session");
   sd_bus_slot* slot = nullptr;
-  if (sd_bus_add_object_vtable(bus_, &slot, kDaemonObjectPath, kDaemonInterface, kVTable, this) <
-      0) {
-    return false;
-  }
+  const int r =
+      sd_bus_add_object_vtable(bus_, &slot, kDaemonObjectPath, kDaemonInterface, kVTable, this);
+  if (r < 0) return ReturnStatus(r);
   object_.reset(slot);
-  return sd_bus_request_name(bus_, kDaemonBusName, 0) >= 0;
+  return ReturnStatus(sd_bus_request_name(bus_, kDaemonBusName, 0));
 }
 
 int NotifyService::OnPost(sd_bus_message* message, void* self, sd_bus_error*) {

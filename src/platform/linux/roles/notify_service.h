@@ -23,7 +23,7 @@ class NotifyService {
 
   // Takes the name (blocking; before the loop runs); false when the bus is missing or another
   // daemon holds it.
-  bool start();
+  Status start();
 
  private:
   static int OnPost(sd_bus_message* message, void* self, sd_bus_error* error);

@@ -4,6 +4,7 @@
 #include <wayland-client.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "plasma-window-management-client-protocol.h"
 
@@ -53,15 +54,19 @@ void KdeWindows::disconnect() {
   display_.close();
 }
 
-bool KdeWindows::start() {
+Status KdeWindows::start() {
   const bool opened =
       display_.open([this](wl_registry* registry, uint32_t name, std::string_view interface,
                            uint32_t version) { bind(registry, name, interface, version); });
   // Then the windows already open and the stacking order, then their initial states.
-  if (!opened || !manager_ || !display_.roundtrip() || !display_.roundtrip() ||
-      !display_.attach()) {
+  Status status = opened ? Status::OK() : Status::Error(ENOTCONN, "no Wayland compositor");
+  if (status.ok() && !manager_) status = Status::Error(ENOENT, "no window management offered");
+  if (status.ok() && (!display_.roundtrip() || !display_.roundtrip() || !display_.attach())) {
+    status = Status::Error(ECONNRESET, "the compositor went away");
+  }
+  if (!status.ok()) {
     disconnect();
-    return false;
+    return status;
   }
   // The windows shown now were there before the start: none of them is appearing. Without a
   // stacking order every window counts as shown once its initial state has come.
@@ -71,7 +76,7 @@ bool KdeWindows::start() {
     window->appeared = window->shown;
     update(*window);
   }
-  return true;
+  return Status::OK();
 }
 
 void KdeWindows::bind(wl_registry* registry, uint32_t name, std::string_view interface,
@@ -92,18 +97,21 @@ void KdeWindows::bind(wl_registry* registry, uint32_t name, std::string_view int
 
 void KdeWindows::OnWindow(void* self, org_kde_plasma_window_management* manager, uint32_t id) {
   auto* owner = static_cast<KdeWindows*>(self);
+  owner->loop_.assertOnLoopThread();
   if (owner->version_ >= kUuidVersion) return;  // announced again with its UUID
   owner->track(org_kde_plasma_window_management_get_window(manager, id), {});
 }
 
 void KdeWindows::OnWindowWithUuid(void* self, org_kde_plasma_window_management* manager, uint32_t,
                                   const char* uuid) {
-  static_cast<KdeWindows*>(self)->track(
-      org_kde_plasma_window_management_get_window_by_uuid(manager, uuid), uuid);
+  auto* owner = static_cast<KdeWindows*>(self);
+  owner->loop_.assertOnLoopThread();
+  owner->track(org_kde_plasma_window_management_get_window_by_uuid(manager, uuid), uuid);
 }
 
 void KdeWindows::OnStackingOrder(void* self, org_kde_plasma_window_management*, const char* uuids) {
   auto& owner = *static_cast<KdeWindows*>(self);
+  owner.loop_.assertOnLoopThread();
   if (owner.version_ < kStackVersion) return;
   owner.stackHeard_ = true;
   owner.stack_.clear();
@@ -173,6 +181,7 @@ void KdeWindows::update(Window& window) {
 
 int KdeWindows::OnAppeared(sd_event_source*, uint64_t, void* data) {
   auto& window = *static_cast<Window*>(data);
+  window.owner->loop_.assertOnLoopThread();
   window.appeared = true;
   window.owner->update(window);
   // Settles as a batch does: not while another window announced has yet to tell its state.
@@ -182,12 +191,14 @@ int KdeWindows::OnAppeared(sd_event_source*, uint64_t, void* data) {
 
 void KdeWindows::OnAppId(void* data, org_kde_plasma_window*, const char* appId) {
   auto& window = *static_cast<Window*>(data);
+  window.owner->loop_.assertOnLoopThread();
   window.appId = appId;
   window.owner->update(window);
 }
 
 void KdeWindows::OnState(void* data, org_kde_plasma_window*, uint32_t flags) {
   auto& window = *static_cast<Window*>(data);
+  window.owner->loop_.assertOnLoopThread();
   const bool activated = (flags & ORG_KDE_PLASMA_WINDOW_MANAGEMENT_STATE_ACTIVE) != 0;
   if (activated == window.activated && window.complete) return;  // another flag changed
   window.activated = activated;
@@ -196,17 +207,20 @@ void KdeWindows::OnState(void* data, org_kde_plasma_window*, uint32_t flags) {
 
 void KdeWindows::OnPid(void* data, org_kde_plasma_window*, uint32_t pid) {
   auto& window = *static_cast<Window*>(data);
+  window.owner->loop_.assertOnLoopThread();
   window.pid = pid <= INT32_MAX ? static_cast<int32_t>(pid) : 0;
 }
 
 void KdeWindows::OnInitialState(void* data, org_kde_plasma_window*) {
   auto& window = *static_cast<Window*>(data);
+  window.owner->loop_.assertOnLoopThread();
   window.complete = true;
   window.owner->update(window);
 }
 
 void KdeWindows::OnUnmapped(void* data, org_kde_plasma_window*) {
   auto& window = *static_cast<Window*>(data);
+  window.owner->loop_.assertOnLoopThread();
   KdeWindows* owner = window.owner;
   // A window shown and closed within its moment of appearing was still seen.
   window.appeared = true;

@@ -37,7 +37,7 @@ class KdeWindows : public ToplevelSource {
   KdeWindows& operator=(const KdeWindows&) = delete;
 
   // Connects to $WAYLAND_DISPLAY; false without a compositor that offers the interface.
-  bool start() override;
+  Status start() override;
   bool connected() const override { return display_.isOpen(); }
 
  private:

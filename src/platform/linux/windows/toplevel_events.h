@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "base/status.h"
+
 namespace tl::linuxdev {
 
 // A window the compositor lists. pid is 0 where the compositor does not say (wlroots).
@@ -31,7 +33,7 @@ class ToplevelSource {
   virtual ~ToplevelSource() = default;
   // Connects and reads the present windows (blocking, before the loop runs or on the loop
   // thread); false when the session offers no window list of this kind.
-  virtual bool start() = 0;
+  virtual Status start() = 0;
   // Whether it is still connected: false after its compositor or server went away.
   virtual bool connected() const = 0;
 };

@@ -48,11 +48,14 @@ void WaylandDisplay::close() {
 
 void WaylandDisplay::OnGlobal(void* self, wl_registry* registry, uint32_t name,
                               const char* interface, uint32_t version) {
-  static_cast<WaylandDisplay*>(self)->bind_(registry, name, interface, version);
+  auto* display = static_cast<WaylandDisplay*>(self);
+  display->loop_.assertOnLoopThread();
+  display->bind_(registry, name, interface, version);
 }
 
 int WaylandDisplay::OnReadable(sd_event_source*, int, uint32_t revents, void* self) {
   auto* display = static_cast<WaylandDisplay*>(self);
+  display->loop_.assertOnLoopThread();
   if ((revents & (EPOLLHUP | EPOLLERR)) || wl_display_dispatch(display->display_) < 0 ||
       (wl_display_flush(display->display_) < 0 && errno != EAGAIN)) {
     display->lost_();

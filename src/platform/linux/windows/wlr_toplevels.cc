@@ -4,6 +4,7 @@
 #include <wayland-client.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "wlr-foreign-toplevel-management-unstable-v1-client-protocol.h"
 
@@ -36,7 +37,7 @@ void WlrToplevels::disconnect() {
   display_.close();
 }
 
-bool WlrToplevels::start() {
+Status WlrToplevels::start() {
   static const zwlr_foreign_toplevel_manager_v1_listener kManager = {OnToplevel, OnFinished};
   const bool opened = display_.open(
       [this](wl_registry* registry, uint32_t name, std::string_view interface, uint32_t version) {
@@ -46,11 +47,13 @@ bool WlrToplevels::start() {
         zwlr_foreign_toplevel_manager_v1_add_listener(manager_, &kManager, this);
       });
   // Then a round trip announces the windows already open.
-  if (!opened || !manager_ || !display_.roundtrip() || !display_.attach()) {
-    disconnect();
-    return false;
+  Status status = opened ? Status::OK() : Status::Error(ENOTCONN, "no Wayland compositor");
+  if (status.ok() && !manager_) status = Status::Error(ENOENT, "no foreign-toplevel manager");
+  if (status.ok() && (!display_.roundtrip() || !display_.attach())) {
+    status = Status::Error(ECONNRESET, "the compositor went away");
   }
-  return true;
+  if (!status.ok()) disconnect();
+  return status;
 }
 
 void WlrToplevels::OnToplevel(void* self, zwlr_foreign_toplevel_manager_v1*,

@@ -26,7 +26,7 @@ class WlrToplevels : public ToplevelSource {
 
   // Connects to $WAYLAND_DISPLAY and reads the present windows (blocking, before the loop
   // runs). false when there is no compositor or it does not offer the protocol.
-  bool start() override;
+  Status start() override;
   bool connected() const override { return display_.isOpen(); }
 
  private:

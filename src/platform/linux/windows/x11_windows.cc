@@ -3,6 +3,7 @@
 
 #include <xcb/xcb.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <set>
@@ -40,14 +41,14 @@ uint32_t X11Windows::atom(const char* name) const {
   return reply ? reply->atom : static_cast<uint32_t>(XCB_ATOM_NONE);
 }
 
-bool X11Windows::start() {
+Status X11Windows::start() {
   const char* display = std::getenv("DISPLAY");
-  if (!display || !*display) return false;
+  if (!display || !*display) return Status::Error(ENOTCONN, "no X display");
   int screenNumber = 0;
   connection_ = xcb_connect(display, &screenNumber);
   if (xcb_connection_has_error(connection_)) {
     disconnect();
-    return false;
+    return Status::Error(ECONNREFUSED, std::string("cannot connect to ") + display);
   }
   xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection_));
   for (int i = 0; i < screenNumber && screens.rem > 0; ++i) xcb_screen_next(&screens);
@@ -60,15 +61,16 @@ bool X11Windows::start() {
   const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
   xcb_change_window_attributes(connection_, root_, XCB_CW_EVENT_MASK, &mask);
   sd_event_source* source = nullptr;
-  if (sd_event_add_io(loop_.event(), &source, xcb_get_file_descriptor(connection_), EPOLLIN,
-                      OnReadable, this) < 0) {
+  if (const int r = sd_event_add_io(loop_.event(), &source, xcb_get_file_descriptor(connection_),
+                                    EPOLLIN, OnReadable, this);
+      r < 0) {
     disconnect();
-    return false;
+    return Status::FromErrno(-r);
   }
   source_.reset(source);
   sync();
   drain();
-  return connected();
+  return connected() ? Status::OK() : Status::Error(ECONNRESET, "the X server went away");
 }
 
 std::vector<uint32_t> X11Windows::property32(uint32_t window, uint32_t property) const {
@@ -140,7 +142,9 @@ void X11Windows::sync() {
 }
 
 int X11Windows::OnReadable(sd_event_source*, int, uint32_t, void* self) {
-  static_cast<X11Windows*>(self)->drain();
+  auto& windows = *static_cast<X11Windows*>(self);
+  windows.loop_.assertOnLoopThread();
+  windows.drain();
   return 0;
 }
 

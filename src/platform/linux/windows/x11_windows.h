@@ -24,7 +24,7 @@ class X11Windows : public ToplevelSource {
   X11Windows& operator=(const X11Windows&) = delete;
 
   // Connects to $DISPLAY; false without an X server.
-  bool start() override;
+  Status start() override;
   bool connected() const override { return connection_ != nullptr; }
 
  private:

@@ -22,8 +22,15 @@ bool Eventually(F condition) {
   return condition();
 }
 
+std::unique_ptr<EventLoop> MakeLoop() {
+  std::unique_ptr<EventLoop> loop;
+  EXPECT_TRUE(EventLoop::Create(&loop).ok());
+  return loop;
+}
+
 struct Fixture {
-  EventLoop loop;
+  std::unique_ptr<EventLoop> ownLoop = MakeLoop();
+  EventLoop& loop = *ownLoop;
   MemoryPressure pressure{loop, nullptr, "/nonexistent/pressure"};
   LinuxDispatch dispatch{loop, pressure};
   Fixture() { loop.start(); }
