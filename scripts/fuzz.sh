@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer harnesses with clang (build-fuzz) and runs each for SECONDS (default 60),
-# two at a time. The seeds in fuzz/corpus are read, never written: each run grows a corpus of
-# its own under build-fuzz/corpus, and a finding is kept in build-fuzz/findings and fails the run.
+# Builds the libFuzzer harnesses in the sanitized clang build (build-sanitize, shared with the
+# sanitized tests) and runs each for SECONDS (default 60), two at a time. The seeds in
+# fuzz/corpus are read, never written: each run grows a corpus of its own under
+# build-sanitize/corpus, and a finding is kept in build-sanitize/findings and fails the run.
 #   scripts/fuzz.sh [SECONDS] [HARNESS...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -11,24 +12,23 @@ shift || true
 harnesses=("$@")
 ((${#harnesses[@]})) || harnesses=(trace_line bundle_record event_record session_log power_supply
   sysfs_reading wake_reason proc_net package_database key_file flatpak_instance settings)
-CC=clang CXX=clang++ cmake -S . -B build-fuzz -DTALLYLINE_FUZZ=ON -DTALLYLINE_TESTS=OFF \
-  -DTALLYLINE_BENCH=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build build-fuzz -j "$(nproc)" --target fuzzers
-mkdir -p build-fuzz/findings
+scripts/configure.sh build-sanitize
+cmake --build build-sanitize -j "$(nproc)" --target fuzzers
+mkdir -p build-sanitize/findings
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
 run() {
   local name=$1
-  mkdir -p "build-fuzz/corpus/$name"
-  if "build-fuzz/bin/${name}_fuzzer" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
-    -print_final_stats=1 -artifact_prefix="build-fuzz/findings/$name-" \
-    "build-fuzz/corpus/$name" "fuzz/corpus/$name" >"build-fuzz/$name.log" 2>&1; then
-    echo "fuzz $name: $(grep -m1 -o 'stat::number_of_executed_units: [0-9]*' "build-fuzz/$name.log" |
+  mkdir -p "build-sanitize/corpus/$name"
+  if "build-sanitize/bin/${name}_fuzzer" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+    -print_final_stats=1 -artifact_prefix="build-sanitize/findings/$name-" \
+    "build-sanitize/corpus/$name" "fuzz/corpus/$name" >"build-sanitize/$name.log" 2>&1; then
+    echo "fuzz $name: $(grep -m1 -o 'stat::number_of_executed_units: [0-9]*' "build-sanitize/$name.log" |
       grep -o '[0-9]*$') executions in ${seconds}s, no finding"
   else
-    echo "fuzz $name: FINDING (build-fuzz/$name.log)"
-    tail -40 "build-fuzz/$name.log"
+    echo "fuzz $name: FINDING (build-sanitize/$name.log)"
+    tail -40 "build-sanitize/$name.log"
     return 1
   fi
 }

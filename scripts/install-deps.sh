@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 packages=(g++ cmake make binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
           libsqlite3-dev libssl-dev nlohmann-json3-dev libsimdjson-dev libhowardhinnant-date-dev
-          tzdata valgrind
+          tzdata valgrind ccache
           clang-format clang-tidy pkg-config libsystemd-dev
           # the Linux device's application side: Wayland window lists, key files, AppStream
           libwayland-dev wayland-protocols libglib2.0-dev libappstream-dev libxcb1-dev
