@@ -83,6 +83,166 @@ TracePosition PositionFromJson(const Json& j) {
 // until the next restart, the end of the trace or a bad line, and gives its own account:
 // {"position", "restart": {"line", "at_ns"}, "device"} at a restart, {"ended": true} at the
 // end, {"error": TEXT, "line": N} at a bad line (a trace changed since it was checked).
+// The device of a fresh replay, as line 1 may describe it; pending receives line 1 when it is an
+// action, ended whether the trace ended there.
+std::unique_ptr<sim::SimDevice> FirstDevice(const ReplayOptions& options, TraceReadAhead& reader,
+                                            std::optional<TraceStep>* pending, bool* ended,
+                                            std::string* error) {
+  sim::DeviceFields fields;
+  TraceStep step;
+  switch (reader.next(&step, &fields, error)) {
+    case TraceReader::Next::kStep:
+      *pending = std::move(step);
+      break;
+    case TraceReader::Next::kEnd:
+      *ended = true;
+      break;
+    case TraceReader::Next::kDevice:
+    case TraceReader::Next::kError:
+      break;
+  }
+  sim::DeviceState state;
+  fields.applyTo(state);
+  try {
+    return std::make_unique<sim::SimDevice>(std::move(state), options.root, fields.files);
+  } catch (const std::runtime_error& e) {
+    throw CommandError(kExitReadWrite, options.trace + ":1: " + e.what());
+  }
+}
+
+// The device as the previous process left it; pending receives the restart line it ended at.
+std::unique_ptr<sim::SimDevice> RestoredDevice(const ReplayOptions& options, const Json& handover,
+                                               std::optional<TraceStep>* pending) {
+  const Json& restart = handover["restart"];
+  *pending = TraceStep{restart.at("line").get<int>(), restart.at("at_ns").get<int64_t>(),
+                       std::string(kRestartAction), nullptr};
+  return sim::SimDevice::restore(SnapshotFromJson(handover["device"]), options.root);
+}
+
+// One daemon process on the simulated device: its store, the module it loads and the output
+// printed, and the lines run into the store's open transaction.
+//
+// Lines go into the store in groups of whole lines, one transaction each: a commit writes the
+// write-ahead log and takes the store's locks, which costs more than a line's own work. A kill
+// loses at most the lines of the open group, never part of a line. A line that writes device
+// files can fail midway (a file the device cannot write), so it starts a group of its own: the
+// lines before it are kept when it stops the replay.
+class DaemonProcess {
+ public:
+  DaemonProcess(const ReplayOptions& options, std::unique_ptr<sim::SimDevice> device, bool first,
+                int totalLines)
+      : options_(options),
+        first_(first),
+        device_(std::move(device)),
+        db_(options.db),
+        store_(db_),
+        reports_(db_),
+        timeline_(db_),
+        daemon_(store_, reports_, &timeline_, [this] { return Now(*device_); }),
+        power_(*device_, [this](const TimelineRow& row) { timeline_.add(row); }),
+        printer_(stdout),
+        progress_(totalLines) {
+    device_->outputs().addSink(daemon_);
+    device_->outputs().addSink(printer_);
+    if (options.notifications) {
+      shown_ =
+          device_->notificationCenter().addObserver("", [this](const platform::Notification& n) {
+            if (n.name.starts_with("EQ")) printer_.notification(device_->elapsedSeconds(), n);
+          });
+    }
+    platform::MakeCurrent(device_.get());
+    eventQueue_ = device_->dispatch().createSerialQueue("com.veltro.tallyd.events",
+                                                        platform::QualityOfService::kDefault);
+    handle_.emplace(*device_, *eventQueue_);
+  }
+
+  // The module is loaded before the first other action; a restart loads it in the new process,
+  // after the timeline says the previous process ran until then.
+  void run(const TraceStep& step) {
+    if (step.writesFiles) commit();
+    if (uncommitted_ == 0) db_.exec("BEGIN");
+    device_->advanceTo(step.atNanoseconds);
+    if (!ranAny_) startDaemon();
+    if (step.action == kLoadAction || !module_.loaded()) module_.callEntry(*handle_);
+    if (step.apply) {
+      // What the device cannot do (a file it cannot write) stops the replay at this line.
+      try {
+        step.apply(*device_);
+      } catch (const std::runtime_error& e) {
+        throw CommandError(kExitReadWrite,
+                           options_.trace + ":" + std::to_string(step.line) + ": " + e.what());
+      }
+    }
+    device_->runUntilIdle();
+    if (++uncommitted_ == kLinesPerCommit) commit();
+    ranAny_ = true;
+    progress_.at(step.line);
+  }
+
+  void commit() {
+    if (uncommitted_ == 0) return;
+    store_.flush();
+    db_.exec("COMMIT");
+    uncommitted_ = 0;
+  }
+
+  // A trace that ends normally loads the module at its end if nothing did before; the timeline
+  // then says the daemon stopped there.
+  void endOfTrace() {
+    db_.exec("BEGIN");
+    if (!ranAny_) startDaemon();
+    if (!module_.loaded()) {
+      module_.callEntry(*handle_);
+      device_->runUntilIdle();
+    }
+    power_.stop();
+    store_.flush();
+    db_.exec("COMMIT");
+  }
+
+  bool ranAny() const { return ranAny_; }
+
+  // Prints what is still buffered and lets the device go quiet: the account of a restart takes
+  // the device's snapshot after this.
+  void finish() {
+    printer_.flush();
+    std::fflush(stdout);
+  }
+  sim::SimDevice& device() { return *device_; }
+
+  void detach() {
+    shown_.reset();
+    device_->outputs().removeSink(printer_);
+    device_->outputs().removeSink(daemon_);
+  }
+
+ private:
+  static constexpr int kLinesPerCommit = 1000;
+
+  void startDaemon() {
+    if (!first_) power_.stop();
+    power_.start();
+  }
+
+  const ReplayOptions& options_;
+  const bool first_;
+  std::unique_ptr<sim::SimDevice> device_;
+  Database db_;
+  StatsStore store_;
+  DailyReports reports_;
+  Timeline timeline_;
+  StatsDaemon daemon_;
+  PowerTimeline power_;
+  OutputPrinter printer_;
+  std::unique_ptr<platform::Registration> shown_;
+  std::unique_ptr<platform::SerialQueue> eventQueue_;
+  std::optional<HostModuleHandle> handle_;
+  ModuleLoader module_{ModuleLoader::DefaultPath()};
+  int uncommitted_ = 0;  // lines in the open transaction
+  bool ranAny_ = false;
+  Progress progress_;
+};
+
 Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handover) {
   const bool first = handover.is_null();
   TraceReadAhead reader(options.trace,
@@ -90,119 +250,16 @@ Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handov
   if (!reader.readable()) {
     throw CommandError(kExitReadWrite, options.trace + ": cannot read the trace");
   }
-
   std::string error;
   bool ended = false;
   std::optional<TraceStep> pending;  // read before the device exists
-  std::unique_ptr<sim::SimDevice> device;
-  if (first) {
-    // Line 1 may describe the device.
-    sim::DeviceFields fields;
-    TraceStep step;
-    switch (reader.next(&step, &fields, &error)) {
-      case TraceReader::Next::kStep:
-        pending = std::move(step);
-        break;
-      case TraceReader::Next::kEnd:
-        ended = true;
-        break;
-      case TraceReader::Next::kDevice:
-      case TraceReader::Next::kError:
-        break;
-    }
-    sim::DeviceState state;
-    fields.applyTo(state);
-    try {
-      device = std::make_unique<sim::SimDevice>(std::move(state), options.root, fields.files);
-    } catch (const std::runtime_error& e) {
-      throw CommandError(kExitReadWrite, options.trace + ":1: " + e.what());
-    }
-  } else {
-    device = sim::SimDevice::restore(SnapshotFromJson(handover["device"]), options.root);
-    const Json& restart = handover["restart"];
-    pending = TraceStep{restart.at("line").get<int>(), restart.at("at_ns").get<int64_t>(),
-                        std::string(kRestartAction), nullptr};
-  }
-
-  Database db(options.db);
-  StatsStore store(db);
-  DailyReports reports(db);
-  Timeline timeline(db);
-  StatsDaemon daemon(store, reports, &timeline, [&] { return Now(*device); });
-  PowerTimeline power(*device, [&](const TimelineRow& row) { timeline.add(row); });
-  OutputPrinter printer(stdout);
-  device->outputs().addSink(daemon);
-  device->outputs().addSink(printer);
-  std::unique_ptr<platform::Registration> shown;
-  if (options.notifications) {
-    shown = device->notificationCenter().addObserver("", [&](const platform::Notification& n) {
-      if (n.name.starts_with("EQ")) printer.notification(device->elapsedSeconds(), n);
-    });
-  }
-  platform::MakeCurrent(device.get());
-  auto eventQueue = device->dispatch().createSerialQueue("com.veltro.tallyd.events",
-                                                         platform::QualityOfService::kDefault);
-  HostModuleHandle handle(*device, *eventQueue);
-  ModuleLoader module(ModuleLoader::DefaultPath());
-
-  // The module is loaded before the first other action; a restart loads it in the new process,
-  // after the timeline says the previous process ran until then.
-  //
-  // Lines go into the store in groups of whole lines, one transaction each: a commit writes the
-  // write-ahead log and takes the store's locks, which costs more than a line's own work. A kill
-  // loses at most the lines of the open group, never part of a line. A line that writes device
-  // files can fail midway (a file the device cannot write), so it starts a group of its own: the
-  // lines before it are kept when it stops the replay.
-  constexpr int kLinesPerCommit = 1000;
-  int uncommitted = 0;  // lines in the open transaction
-  auto commit = [&] {
-    if (uncommitted == 0) return;
-    store.flush();
-    db.exec("COMMIT");
-    uncommitted = 0;
-  };
-  bool ranAny = false;
-  Progress progress(totalLines);
-  auto startDaemon = [&] {
-    if (!first) power.stop();
-    power.start();
-  };
-  auto run = [&](const TraceStep& step) {
-    if (step.writesFiles) commit();
-    if (uncommitted == 0) db.exec("BEGIN");
-    device->advanceTo(step.atNanoseconds);
-    if (!ranAny) startDaemon();
-    if (step.action == kLoadAction || !module.loaded()) module.callEntry(handle);
-    if (step.apply) {
-      // What the device cannot do (a file it cannot write) stops the replay at this line.
-      try {
-        step.apply(*device);
-      } catch (const std::runtime_error& e) {
-        throw CommandError(kExitReadWrite,
-                           options.trace + ":" + std::to_string(step.line) + ": " + e.what());
-      }
-    }
-    device->runUntilIdle();
-    if (++uncommitted == kLinesPerCommit) commit();
-    ranAny = true;
-    progress.at(step.line);
-  };
-  // A trace that ends normally loads the module at its end if nothing did before; the timeline
-  // then says the daemon stopped there.
-  auto endOfTrace = [&] {
-    db.exec("BEGIN");
-    if (!ranAny) startDaemon();
-    if (!module.loaded()) {
-      module.callEntry(handle);
-      device->runUntilIdle();
-    }
-    power.stop();
-    store.flush();
-    db.exec("COMMIT");
-  };
+  DaemonProcess process(options,
+                        first ? FirstDevice(options, reader, &pending, &ended, &error)
+                              : RestoredDevice(options, handover, &pending),
+                        first, totalLines);
 
   Json account = Json::object();
-  if (pending) run(*pending);
+  if (pending) process.run(*pending);
   while (error.empty() && !ended) {
     TraceStep step;
     sim::DeviceFields unused;  // a device line after line 1 is an error
@@ -210,28 +267,25 @@ Json RunStretch(const ReplayOptions& options, int totalLines, const Json& handov
     if (next == TraceReader::Next::kEnd) ended = true;
     if (next != TraceReader::Next::kStep) break;
     // A restart line begins a new daemon process, unless this one has run nothing yet.
-    if (step.action == kRestartAction && ranAny) {
+    if (step.action == kRestartAction && process.ranAny()) {
       account["position"] = PositionToJson(reader.position());
       account["restart"] = {{"line", step.line}, {"at_ns", step.atNanoseconds}};
       break;
     }
-    run(step);
+    process.run(step);
   }
-  commit();
+  process.commit();
   if (ended) {
-    endOfTrace();
+    process.endOfTrace();
     account["ended"] = true;
   }
   if (!error.empty()) {
     account["error"] = error;
     account["line"] = reader.position().line;
   }
-  printer.flush();
-  std::fflush(stdout);
-  if (account.contains("restart")) account["device"] = SnapshotToJson(device->snapshot());
-  shown.reset();
-  device->outputs().removeSink(printer);
-  device->outputs().removeSink(daemon);
+  process.finish();
+  if (account.contains("restart")) account["device"] = SnapshotToJson(process.device().snapshot());
+  process.detach();
   return account;
 }
 

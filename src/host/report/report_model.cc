@@ -237,9 +237,32 @@ std::string LocalClock(double at, int32_t utcOffset, bool seconds) {
   return date::format(seconds ? "%F %T" : "%F %R", t);
 }
 
-Report BuildReport(Database& db, const ReportOptions& options) {
-  Report report;
-  report.version = kTallydVersion;
+namespace {
+
+// What the tables are made of: the store's keys and timeline, the stretches the daemon ran, the
+// zone its days are local to, and each day's last battery reading.
+struct Sources {
+  Sources(Database& db, const date::time_zone* z)
+      : keys(db), rows(ReadTimeline(db)), running(RunningStretches(rows)), zone(z) {
+    // The last battery reading of each day: its level, and its capacity in mWh for percentages.
+    for (const TimelineRow& row : rows) {
+      if (row.maxCapacity && row.voltage) lastBattery[row.day] = &row;
+    }
+  }
+  double recordedOn(const std::string& day) const {
+    return Overlap(running, Midnight(zone, day), Midnight(zone, NextDay(day)));
+  }
+
+  const Keys keys;
+  const std::vector<TimelineRow> rows;
+  const std::vector<std::pair<double, double>> running;
+  const date::time_zone* zone;
+  std::map<std::string, const TimelineRow*> lastBattery;
+};
+
+// The store's meta rows, and the zone its days are local to (UTC when this machine does not
+// know the store's).
+const date::time_zone* ReadMeta(Database& db, Report& report) {
   if (db.hasTable("meta")) {
     Statement list = db.prepare("SELECT name, value FROM meta ORDER BY name");
     while (list.row()) report.meta.emplace_back(list.columnText(0), list.columnText(1));
@@ -248,35 +271,36 @@ Report BuildReport(Database& db, const ReportOptions& options) {
   for (const auto& [name, value] : report.meta) {
     if (name == "time_zone" && !value.empty()) report.timeZone = value;
   }
-  const date::time_zone* zone = nullptr;
   try {
-    zone = date::locate_zone(report.timeZone);
+    return date::locate_zone(report.timeZone);
   } catch (const std::exception&) {
     report.timeZone += " (unknown here: days drawn in UTC)";
+    return nullptr;
   }
+}
 
-  const Keys keys(db);
-  const std::vector<TimelineRow> rows = ReadTimeline(db);
-  std::map<std::string, size_t> present = keys.days();
-  for (const TimelineRow& row : rows) ++present[row.day];
+// The days shown, each with its midnight and the one after the last.
+void ChooseReportDays(const Sources& in, const ReportOptions& options, Report& report) {
+  std::map<std::string, size_t> present = in.keys.days();
+  for (const TimelineRow& row : in.rows) ++present[row.day];
   report.days = ChooseDays(present, options.days, &report.outside);
   for (const std::string& day : options.compare) {
     if (!present.count(day)) {
       throw CommandError(kExitUsage, "--compare " + day + ": the store holds nothing of that day");
     }
   }
-  if (!report.days.empty()) {
-    report.days = DaysBetween(report.days.front(), report.days.back());
-    for (const std::string& day : report.days) report.midnights.push_back(Midnight(zone, day));
-    report.midnights.push_back(Midnight(zone, NextDay(report.days.back())));
-  }
+  if (report.days.empty()) return;
+  report.days = DaysBetween(report.days.front(), report.days.back());
+  for (const std::string& day : report.days) report.midnights.push_back(Midnight(in.zone, day));
+  report.midnights.push_back(Midnight(in.zone, NextDay(report.days.back())));
+}
+
+// The timeline, and the stretches nobody recorded within the days shown.
+void AddTimeline(const Sources& in, Report& report) {
   const double rangeFrom = report.midnights.empty() ? 0 : report.midnights.front();
   const double rangeTo = report.midnights.empty() ? 0 : report.midnights.back();
-
-  // The timeline, and the stretches nobody recorded within the days shown.
-  const auto running = RunningStretches(rows);
   double covered = rangeFrom;
-  for (const auto& [a, b] : running) {
+  for (const auto& [a, b] : in.running) {
     if (b <= rangeFrom || a >= rangeTo) continue;
     if (a > covered) {
       report.notRecorded.push_back(
@@ -288,21 +312,40 @@ Report BuildReport(Database& db, const ReportOptions& options) {
   if (!report.days.empty() && covered < rangeTo) {
     report.notRecorded.push_back(
         {covered, rangeTo,
-         running.empty() ? "no timeline in the store" : "after the daemon stopped"});
+         in.running.empty() ? "no timeline in the store" : "after the daemon stopped"});
   }
   for (Stretch& s : report.notRecorded) {
-    s.utcOffset = rows.empty() ? 0 : rows.front().utcOffset;
-    for (const TimelineRow& row : rows) {
+    s.utcOffset = in.rows.empty() ? 0 : in.rows.front().utcOffset;
+    for (const TimelineRow& row : in.rows) {
       if (row.at <= s.from) s.utcOffset = row.utcOffset;
     }
   }
-  for (const TimelineRow& row : rows) {
+  for (const TimelineRow& row : in.rows) {
     if (row.at < rangeFrom || row.at > rangeTo) continue;
     report.timeline.push_back(
         {row.at, row.utcOffset, row.event, row.state, row.level, row.thermal, row.wakeReason});
   }
+}
 
-  // How to read the report.
+// "3 days outside the recorded range, ... are left out: 1970-01-01 (2 values), ...".
+std::string OutsideNote(const std::vector<std::pair<std::string, size_t>>& outside) {
+  std::string days;
+  for (const auto& [day, count] : outside) {
+    if (days.size() > 200) {
+      days += ", ...";
+      break;
+    }
+    days += (days.empty() ? "" : ", ") + (day.empty() ? std::string("(no day)") : day) + " (" +
+            std::to_string(count) + (count == 1 ? " value)" : " values)");
+  }
+  return std::to_string(outside.size()) + (outside.size() == 1 ? " day" : " days") +
+         " outside the recorded range, far from the other days or no date of the calendar, are "
+         "left out: " +
+         days + ".";
+}
+
+// How to read the report, and what the daily reports of the days asked for cover.
+void AddReading(Database& db, const Sources& in, const ReportOptions& options, Report& report) {
   report.reading = {
       "Days are local days in " + report.timeZone + ".",
       "Times are h:mm; energy is in mWh drawn from the battery (a negative value is charge "
@@ -312,63 +355,47 @@ Report BuildReport(Database& db, const ReportOptions& options) {
       "daemon ran that day (time before a daemon's first measurement is never booked).",
       "n/a marks a value that does not apply, such as the low-power-mode day energy of the "
       "condition that was not current."};
-  if (!report.outside.empty()) {
-    std::string days;
-    for (const auto& [day, count] : report.outside) {
-      if (days.size() > 200) {
-        days += ", ...";
-        break;
-      }
-      days += (days.empty() ? "" : ", ") + (day.empty() ? std::string("(no day)") : day) + " (" +
-              std::to_string(count) + (count == 1 ? " value)" : " values)");
-    }
-    report.reading.push_back(std::to_string(report.outside.size()) +
-                             (report.outside.size() == 1 ? " day" : " days") +
-                             " outside the recorded range, far from the other days or no date of "
-                             "the calendar, are left out: " +
-                             days + ".");
-  }
-  for (const TimelineRow& row : rows) {
+  if (!report.outside.empty()) report.reading.push_back(OutsideNote(report.outside));
+  for (const TimelineRow& row : in.rows) {
     if (row.event != kEventDailyReport || !options.days.contains(row.day)) continue;
     report.reading.push_back("The daily report of " + row.day + " (brightness, network) covers " +
                              LocalClock(row.at - 86400, row.utcOffset) + " to " +
                              LocalClock(row.at, row.utcOffset) + ".");
   }
-  if (db.hasTable("activated_reports")) {
-    Statement list = db.prepare("SELECT day, at FROM activated_reports ORDER BY at");
-    while (list.row()) {
-      const std::string day = list.columnText(0);
-      if (!options.days.contains(day)) continue;
-      const double at = list.columnDouble(1);
-      int32_t offset = 0;
-      for (const TimelineRow& row : rows) {
-        if (row.at <= at) offset = row.utcOffset;
-      }
-      report.reading.push_back("The activated-apps report of " + day + " covers the 24 hours to " +
-                               LocalClock(at, offset) + ".");
+  if (!db.hasTable("activated_reports")) return;
+  Statement list = db.prepare("SELECT day, at FROM activated_reports ORDER BY at");
+  while (list.row()) {
+    const std::string day = list.columnText(0);
+    if (!options.days.contains(day)) continue;
+    const double at = list.columnDouble(1);
+    int32_t offset = 0;
+    for (const TimelineRow& row : in.rows) {
+      if (row.at <= at) offset = row.utcOffset;
+    }
+    report.reading.push_back("The activated-apps report of " + day + " covers the 24 hours to " +
+                             LocalClock(at, offset) + ".");
+  }
+}
+
+// An application's values of a day: active, background, launches, activations, background
+// launches (the order of kAppKeys).
+struct App {
+  double values[5] = {0, 0, 0, 0, 0};
+};
+
+std::map<std::string, App> AppsOf(const Keys& keys, const std::string& day) {
+  std::map<std::string, App> apps;
+  for (int k = 0; k < 5; ++k) {
+    for (const auto& [bundle, value] : keys.withPrefix(day, kAppKeys[k])) {
+      apps[bundle].values[k] = value;
     }
   }
+  return apps;
+}
 
-  // The last battery reading of each day: its level, and its capacity in mWh for percentages.
-  std::map<std::string, const TimelineRow*> lastBattery;
-  for (const TimelineRow& row : rows) {
-    if (row.maxCapacity && row.voltage) lastBattery[row.day] = &row;
-  }
+Cell Count(std::optional<double> v) { return v ? Cell(SaturatedCast<int64_t>(*v)) : Cell(); }
 
-  // Applications by day.
-  struct App {
-    double values[5] = {0, 0, 0, 0, 0};
-  };
-  auto appsOf = [&](const std::string& day) {
-    std::map<std::string, App> apps;
-    for (int k = 0; k < 5; ++k) {
-      for (const auto& [bundle, value] : keys.withPrefix(day, kAppKeys[k])) {
-        apps[bundle].values[k] = value;
-      }
-    }
-    return apps;
-  };
-
+Table DaysTable() {
   Table days{"days", "Days", "", {}, {}};
   days.columns = {Col("day", "day", Kind::kDay),
                   Col("on_battery_s", "on battery", Kind::kDuration, "s"),
@@ -387,6 +414,51 @@ Report BuildReport(Database& db, const ReportOptions& options) {
                   Col("top_app", "top app", Kind::kText),
                   Col("top_app_active_s", "top app active", Kind::kDuration, "s"),
                   Col("recorded_s", "recorded", Kind::kDuration, "s")};
+  return days;
+}
+
+// A day's card: its row of the days table.
+std::vector<Cell> DayCard(const Sources& in, const std::string& day) {
+  const Keys& keys = in.keys;
+  const auto onBattery = keys.state(day, "unplugged", "duration");
+  const auto drain = keys.state(day, "unplugged", "energy");
+  const auto onSeconds = keys.state(day, "unplugged_screen_on", "duration");
+  const auto onDrain = keys.state(day, "unplugged_screen_on", "energy");
+  const auto offSeconds = keys.state(day, "unplugged_screen_off", "duration");
+  const auto offDrain = keys.state(day, "unplugged_screen_off", "energy");
+  std::optional<double> percent, level;
+  if (auto it = in.lastBattery.find(day); it != in.lastBattery.end()) {
+    const double capacity = *it->second->maxCapacity * *it->second->voltage / 1000.0;
+    if (drain && capacity > 0) percent = *drain / capacity * 100.0;
+    level = it->second->level;
+  }
+  const auto dayApps = AppsOf(keys, day);
+  const std::pair<const std::string, App>* top = nullptr;
+  for (const auto& entry : dayApps) {
+    if (entry.second.values[0] > 0 && (!top || entry.second.values[0] > top->second.values[0])) {
+      top = &entry;
+    }
+  }
+  return {day,
+          Maybe(onBattery),
+          Maybe(drain),
+          Maybe(percent),
+          Maybe(Rate(drain, onBattery)),
+          Maybe(onSeconds),
+          Maybe(onDrain),
+          Maybe(Rate(onDrain, onSeconds)),
+          Maybe(offSeconds),
+          Maybe(offDrain),
+          Maybe(Rate(offDrain, offSeconds)),
+          Maybe(keys.state(day, "unplugged_asleep", "duration")),
+          Count(keys.scalar(day, kWakeCountKey)),
+          Maybe(level),
+          top ? Cell(top->first) : Cell(),
+          top ? Cell(top->second.values[0]) : Cell(),
+          in.rows.empty() ? Cell() : Cell(in.recordedOn(day))};
+}
+
+Table StatesTable(const Sources& in, const std::vector<std::string>& days) {
   Table states{"states", "Time and energy per power state", "", {}, {}};
   states.columns = {Col("day", "day", Kind::kDay),
                     Col("state", "state", Kind::kText),
@@ -398,6 +470,31 @@ Report BuildReport(Database& db, const ReportOptions& options) {
       "Unaccounted is the time the daemon ran that day less the time booked to plugged in and "
       "unplugged; the _24hr rows hold the energy of the low-power-mode condition that was "
       "current (n/a when it never was).";
+  const Keys& keys = in.keys;
+  for (const std::string& day : days) {
+    for (const char* name : kStates) {
+      const auto seconds = keys.state(day, name, "duration");
+      const auto energy = keys.state(day, name, "energy");
+      states.rows.push_back({day, std::string(name), Maybe(seconds), Maybe(energy),
+                             Maybe(Rate(energy, seconds)), Count(keys.state(day, name, "count"))});
+    }
+    for (const char* name : kDayStates) {
+      states.rows.push_back(
+          {day, std::string(name), Cell(), Maybe(keys.state(day, name, "energy")), Cell(), Cell()});
+    }
+    const auto onBattery = keys.state(day, "unplugged", "duration");
+    const auto plugged = keys.state(day, "pluggedin", "duration");
+    std::optional<double> unaccounted;
+    if (!in.rows.empty()) {
+      unaccounted = in.recordedOn(day) - onBattery.value_or(0) - plugged.value_or(0);
+    }
+    states.rows.push_back(
+        {day, std::string("unaccounted"), Maybe(unaccounted), Cell(), Cell(), Cell()});
+  }
+  return states;
+}
+
+Table AppsTable(const Keys& keys, const std::vector<std::string>& days) {
   Table apps{"apps",
              "Applications",
              "Active is time in the foreground, bg time in the background; change is the active "
@@ -412,9 +509,49 @@ Report BuildReport(Database& db, const ReportOptions& options) {
                   Col("activations", "activations", Kind::kCount),
                   Col("background_launches", "bg launches", Kind::kCount),
                   Col("active_change_s", "change", Kind::kDuration, "s")};
+  for (size_t index = 0; index < days.size(); ++index) {
+    const std::string& day = days[index];
+    const auto dayApps = AppsOf(keys, day);
+    std::vector<std::pair<std::string, App>> sorted(dayApps.begin(), dayApps.end());
+    std::stable_sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) {
+      return a.second.values[0] > b.second.values[0];
+    });
+    const auto before = AppsOf(keys, index == 0 ? "" : days[index - 1]);
+    for (const auto& [bundle, app] : sorted) {
+      auto previous = before.find(bundle);
+      const double was = previous == before.end() ? 0 : previous->second.values[0];
+      apps.rows.push_back({day, bundle, app.values[0], app.values[1], Count(app.values[2]),
+                           Count(app.values[3]), Count(app.values[4]),
+                           index > 0 ? Cell(app.values[0] - was) : Cell()});
+    }
+  }
+  return apps;
+}
+
+Table WakesTable(const Keys& keys, const std::vector<std::string>& days) {
   Table wakes{"wakes", "Wake reasons", "A wake can have several reasons.", {}, {}};
   wakes.columns = {Col("day", "day", Kind::kDay), Col("reason", "reason", Kind::kText),
                    Col("wakes", "wakes", Kind::kCount)};
+  for (const std::string& day : days) {
+    for (const auto& [reason, n] : keys.withPrefix(day, kWakeReasonPrefix)) {
+      wakes.rows.push_back({day, reason, Count(n)});
+    }
+  }
+  return wakes;
+}
+
+// "040_050" reads as 40–50 %.
+std::string BucketLabel(const std::string& bucket) {
+  int low = 0, high = 0;
+  if (bucket.size() == 7 && bucket[3] == '_' &&
+      std::from_chars(bucket.data(), bucket.data() + 3, low).ptr == bucket.data() + 3 &&
+      std::from_chars(bucket.data() + 4, bucket.data() + 7, high).ptr == bucket.data() + 7) {
+    return std::to_string(low) + "-" + std::to_string(high) + " %";
+  }
+  return bucket;
+}
+
+Table BrightnessTable(const Keys& keys, const std::vector<std::string>& days) {
   Table brightness{"brightness",
                    "Brightness histogram",
                    "Time at each backlight level over the 24 hours each daily report covers.",
@@ -423,11 +560,30 @@ Report BuildReport(Database& db, const ReportOptions& options) {
   brightness.columns = {Col("day", "day", Kind::kDay), Col("bucket", "brightness", Kind::kText),
                         Col("duration_s", "time", Kind::kDuration, "s"),
                         Col("reports", "reports", Kind::kCount)};
+  for (const std::string& day : days) {
+    for (const auto& [bucket, row] : keys.samplesWithPrefix(day, kBrightnessHistogramPrefix)) {
+      brightness.rows.push_back({day, BucketLabel(bucket), row->sum, row->count});
+    }
+  }
+  return brightness;
+}
+
+Table SettingTable(const Keys& keys, const std::vector<std::string>& days) {
   Table setting{"backlight_setting", "Brightness setting at power events", "", {}, {}};
   setting.columns = {Col("day", "day", Kind::kDay), Col("samples", "samples", Kind::kCount),
                      Col("mean_pct", "mean", Kind::kPercent, "%"),
                      Col("min_pct", "min", Kind::kPercent, "%"),
                      Col("max_pct", "max", Kind::kPercent, "%")};
+  for (const std::string& day : days) {
+    if (const KeyRow* s = keys.sample(day, kBacklightUserSettingKey); s && s->count > 0) {
+      setting.rows.push_back(
+          {day, s->count, s->sum / static_cast<double>(s->count), s->min, s->max});
+    }
+  }
+  return setting;
+}
+
+Table LowPowerModeTable(const Keys& keys, const std::vector<std::string>& days) {
   Table lpm{"low_power_mode",
             "Low-power mode switches",
             "The battery level is the module's, rounded up to a multiple of 10.",
@@ -436,114 +592,7 @@ Report BuildReport(Database& db, const ReportOptions& options) {
   lpm.columns = {Col("day", "day", Kind::kDay), Col("switch", "switched", Kind::kText),
                  Col("battery_level_pct", "at battery level", Kind::kPercent, "%"),
                  Col("times", "times", Kind::kCount)};
-  Table thermal{"thermal", "Thermal level", "", {}, {}};
-  thermal.columns = {Col("day", "day", Kind::kDay), Col("samples", "reports", Kind::kCount),
-                     Col("min", "min", Kind::kNumber), Col("mean", "mean", Kind::kNumber),
-                     Col("max", "max", Kind::kNumber)};
-  Table network{"network", "Network errors", "Counter increases over each daily report.", {}, {}};
-  network.columns = {Col("day", "day", Kind::kDay), Col("interface", "interface", Kind::kText),
-                     Col("counter", "counter", Kind::kText),
-                     Col("increase", "increase", Kind::kCount)};
-
-  auto count = [](std::optional<double> v) {
-    return v ? Cell(SaturatedCast<int64_t>(*v)) : Cell();
-  };
-  auto recordedOn = [&](const std::string& day) {
-    return Overlap(running, Midnight(zone, day), Midnight(zone, NextDay(day)));
-  };
-  auto card = [&](const std::string& day) -> std::vector<Cell> {
-    const auto onBattery = keys.state(day, "unplugged", "duration");
-    const auto drain = keys.state(day, "unplugged", "energy");
-    const auto onSeconds = keys.state(day, "unplugged_screen_on", "duration");
-    const auto onDrain = keys.state(day, "unplugged_screen_on", "energy");
-    const auto offSeconds = keys.state(day, "unplugged_screen_off", "duration");
-    const auto offDrain = keys.state(day, "unplugged_screen_off", "energy");
-    std::optional<double> percent, level;
-    if (auto it = lastBattery.find(day); it != lastBattery.end()) {
-      const double capacity = *it->second->maxCapacity * *it->second->voltage / 1000.0;
-      if (drain && capacity > 0) percent = *drain / capacity * 100.0;
-      level = it->second->level;
-    }
-    const auto dayApps = appsOf(day);
-    const std::pair<const std::string, App>* top = nullptr;
-    for (const auto& entry : dayApps) {
-      if (entry.second.values[0] > 0 && (!top || entry.second.values[0] > top->second.values[0])) {
-        top = &entry;
-      }
-    }
-    return {day,
-            Maybe(onBattery),
-            Maybe(drain),
-            Maybe(percent),
-            Maybe(Rate(drain, onBattery)),
-            Maybe(onSeconds),
-            Maybe(onDrain),
-            Maybe(Rate(onDrain, onSeconds)),
-            Maybe(offSeconds),
-            Maybe(offDrain),
-            Maybe(Rate(offDrain, offSeconds)),
-            Maybe(keys.state(day, "unplugged_asleep", "duration")),
-            count(keys.scalar(day, kWakeCountKey)),
-            Maybe(level),
-            top ? Cell(top->first) : Cell(),
-            top ? Cell(top->second.values[0]) : Cell(),
-            rows.empty() ? Cell() : Cell(recordedOn(day))};
-  };
-  for (const std::string& day : report.days) {
-    const size_t index = &day - report.days.data();
-    const double recorded = recordedOn(day);
-    days.rows.push_back(card(day));
-    const auto onBattery = keys.state(day, "unplugged", "duration");
-
-    for (const char* name : kStates) {
-      const auto seconds = keys.state(day, name, "duration");
-      const auto energy = keys.state(day, name, "energy");
-      states.rows.push_back({day, std::string(name), Maybe(seconds), Maybe(energy),
-                             Maybe(Rate(energy, seconds)), count(keys.state(day, name, "count"))});
-    }
-    for (const char* name : kDayStates) {
-      states.rows.push_back(
-          {day, std::string(name), Cell(), Maybe(keys.state(day, name, "energy")), Cell(), Cell()});
-    }
-    const auto plugged = keys.state(day, "pluggedin", "duration");
-    std::optional<double> unaccounted;
-    if (!rows.empty()) unaccounted = recorded - onBattery.value_or(0) - plugged.value_or(0);
-    states.rows.push_back(
-        {day, std::string("unaccounted"), Maybe(unaccounted), Cell(), Cell(), Cell()});
-
-    const auto dayApps = appsOf(day);
-    std::vector<std::pair<std::string, App>> sorted(dayApps.begin(), dayApps.end());
-    std::stable_sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) {
-      return a.second.values[0] > b.second.values[0];
-    });
-    const auto before = appsOf(day == report.days.front() ? "" : report.days[index - 1]);
-    for (const auto& [bundle, app] : sorted) {
-      auto previous = before.find(bundle);
-      const double was = previous == before.end() ? 0 : previous->second.values[0];
-      const bool known = index > 0;
-      apps.rows.push_back({day, bundle, app.values[0], app.values[1], count(app.values[2]),
-                           count(app.values[3]), count(app.values[4]),
-                           known ? Cell(app.values[0] - was) : Cell()});
-    }
-
-    for (const auto& [reason, n] : keys.withPrefix(day, kWakeReasonPrefix)) {
-      wakes.rows.push_back({day, reason, count(n)});
-    }
-    for (const auto& [bucket, row] : keys.samplesWithPrefix(day, kBrightnessHistogramPrefix)) {
-      // "040_050" reads as 40–50 %.
-      std::string label = bucket;
-      int low = 0, high = 0;
-      if (bucket.size() == 7 && bucket[3] == '_' &&
-          std::from_chars(bucket.data(), bucket.data() + 3, low).ptr == bucket.data() + 3 &&
-          std::from_chars(bucket.data() + 4, bucket.data() + 7, high).ptr == bucket.data() + 7) {
-        label = std::to_string(low) + "-" + std::to_string(high) + " %";
-      }
-      brightness.rows.push_back({day, label, row->sum, row->count});
-    }
-    if (const KeyRow* s = keys.sample(day, kBacklightUserSettingKey); s && s->count > 0) {
-      setting.rows.push_back(
-          {day, s->count, s->sum / static_cast<double>(s->count), s->min, s->max});
-    }
+  for (const std::string& day : days) {
     for (const auto& [rest, n] : keys.withPrefix(day, kStatePrefix)) {
       // "70.LPM.enable"
       const size_t dot = rest.find(".LPM.");
@@ -554,67 +603,105 @@ Report BuildReport(Database& db, const ReportOptions& options) {
       }
       const std::string what = rest.substr(dot + 5);
       if (what != "enable" && what != "disable") continue;
-      lpm.rows.push_back({day, std::string(what == "enable" ? "on" : "off"), level, count(n)});
+      lpm.rows.push_back({day, std::string(what == "enable" ? "on" : "off"), level, Count(n)});
     }
+  }
+  return lpm;
+}
+
+Table ThermalTable(const Keys& keys, const std::vector<std::string>& days) {
+  Table thermal{"thermal", "Thermal level", "", {}, {}};
+  thermal.columns = {Col("day", "day", Kind::kDay), Col("samples", "reports", Kind::kCount),
+                     Col("min", "min", Kind::kNumber), Col("mean", "mean", Kind::kNumber),
+                     Col("max", "max", Kind::kNumber)};
+  for (const std::string& day : days) {
     if (const KeyRow* s = keys.sample(day, kThermalLevelsKey); s && s->count > 0) {
       thermal.rows.push_back(
           {day, s->count, s->min, s->sum / static_cast<double>(s->count), s->max});
     }
+  }
+  return thermal;
+}
+
+Table NetworkTable(const Keys& keys, const std::vector<std::string>& days) {
+  Table network{"network", "Network errors", "Counter increases over each daily report.", {}, {}};
+  network.columns = {Col("day", "day", Kind::kDay), Col("interface", "interface", Kind::kText),
+                     Col("counter", "counter", Kind::kText),
+                     Col("increase", "increase", Kind::kCount)};
+  for (const std::string& day : days) {
     for (const auto& [rest, n] : keys.withPrefix(day, kNetstatsPrefix)) {
       const size_t dot = rest.rfind('.');
       if (dot == std::string::npos) continue;
-      network.rows.push_back({day, rest.substr(0, dot), rest.substr(dot + 1), count(n)});
+      network.rows.push_back({day, rest.substr(0, dot), rest.substr(dot + 1), Count(n)});
     }
   }
+  return network;
+}
 
-  report.tables = {std::move(days),  std::move(states),     std::move(apps),
-                   std::move(wakes), std::move(brightness), std::move(setting),
-                   std::move(lpm),   std::move(thermal),    std::move(network)};
+// The day cards' numbers and each state's time, day by day, with the difference of each later
+// day from the first.
+Table CompareTable(const Sources& in, const std::vector<std::string>& compared,
+                   const Table& cards) {
+  Table compare{"compare", "Compare", "Differences are against " + compared.front() + ".", {}, {}};
+  compare.columns = {Col("measure", "measure", Kind::kText), Col("unit", "unit", Kind::kText)};
+  for (const std::string& day : compared) compare.columns.push_back(Col(day, day, Kind::kNumber));
+  for (size_t i = 1; i < compared.size(); ++i) {
+    compare.columns.push_back(Col("change_" + compared[i], compared[i] + " change", Kind::kNumber));
+  }
+  std::map<std::string, std::vector<Cell>> cardOf;
+  for (const std::string& day : compared) cardOf[day] = DayCard(in, day);
+  auto add = [&](const std::string& measure, const std::string& unit,
+                 const std::function<std::optional<double>(const std::string&)>& of) {
+    std::vector<Cell> row{measure, unit};
+    std::vector<std::optional<double>> values;
+    for (const std::string& day : compared) {
+      values.push_back(of(day));
+      row.push_back(Maybe(values.back()));
+    }
+    for (size_t i = 1; i < values.size(); ++i) {
+      Cell change;
+      if (values[i] && values[0]) change = *values[i] - *values[0];
+      row.push_back(std::move(change));
+    }
+    compare.rows.push_back(std::move(row));
+  };
+  for (size_t c = 1; c < cards.columns.size(); ++c) {
+    const Column& column = cards.columns[c];
+    if (column.kind == Kind::kText) continue;
+    add(column.header, column.unit,
+        [&](const std::string& day) -> std::optional<double> { return NumberOf(cardOf[day][c]); });
+  }
+  for (const char* name : kStates) {
+    add(std::string(name) + " time", "s",
+        [&](const std::string& day) { return in.keys.state(day, name, "duration"); });
+  }
+  return compare;
+}
 
-  // Compare: the day cards' numbers and each state's time, day by day, with the difference of
-  // each later day from the first.
+}  // namespace
+
+Report BuildReport(Database& db, const ReportOptions& options) {
+  Report report;
+  report.version = kTallydVersion;
+  const Sources in(db, ReadMeta(db, report));
+  ChooseReportDays(in, options, report);
+  AddTimeline(in, report);
+  AddReading(db, in, options, report);
+
+  Table days = DaysTable();
+  for (const std::string& day : report.days) days.rows.push_back(DayCard(in, day));
+  const std::vector<std::string>& shown = report.days;
+  report.tables = {std::move(days),
+                   StatesTable(in, shown),
+                   AppsTable(in.keys, shown),
+                   WakesTable(in.keys, shown),
+                   BrightnessTable(in.keys, shown),
+                   SettingTable(in.keys, shown),
+                   LowPowerModeTable(in.keys, shown),
+                   ThermalTable(in.keys, shown),
+                   NetworkTable(in.keys, shown)};
   if (!options.compare.empty()) {
-    Table compare{
-        "compare", "Compare", "Differences are against " + options.compare.front() + ".", {}, {}};
-    compare.columns = {Col("measure", "measure", Kind::kText), Col("unit", "unit", Kind::kText)};
-    for (const std::string& day : options.compare) {
-      compare.columns.push_back(Col(day, day, Kind::kNumber));
-    }
-    for (size_t i = 1; i < options.compare.size(); ++i) {
-      compare.columns.push_back(
-          Col("change_" + options.compare[i], options.compare[i] + " change", Kind::kNumber));
-    }
-    const Table& cards = report.tables.front();
-    std::map<std::string, std::vector<Cell>> cardOf;
-    for (const std::string& day : options.compare) cardOf[day] = card(day);
-    Keys const& k = keys;
-    auto add = [&](const std::string& measure, const std::string& unit,
-                   const std::function<std::optional<double>(const std::string&)>& of) {
-      std::vector<Cell> row{measure, unit};
-      std::vector<std::optional<double>> values;
-      for (const std::string& day : options.compare) {
-        values.push_back(of(day));
-        row.push_back(Maybe(values.back()));
-      }
-      for (size_t i = 1; i < values.size(); ++i) {
-        Cell change;
-        if (values[i] && values[0]) change = *values[i] - *values[0];
-        row.push_back(std::move(change));
-      }
-      compare.rows.push_back(std::move(row));
-    };
-    for (size_t c = 1; c < cards.columns.size(); ++c) {
-      const Column& column = cards.columns[c];
-      if (column.kind == Kind::kText) continue;
-      add(column.header, column.unit, [&](const std::string& day) -> std::optional<double> {
-        return NumberOf(cardOf[day][c]);
-      });
-    }
-    for (const char* name : kStates) {
-      add(std::string(name) + " time", "s",
-          [&](const std::string& day) { return k.state(day, name, "duration"); });
-    }
-    report.tables.push_back(std::move(compare));
+    report.tables.push_back(CompareTable(in, options.compare, report.tables.front()));
   }
   return report;
 }
