@@ -8,6 +8,7 @@
 #include "base/saturated_cast.h"
 #include "platform/backlight.h"
 #include "platform/platform.h"
+#include "platform/statistics_keys.h"
 #include "power/eq_battery_properties.h"
 #include "power/eq_notifications.h"
 
@@ -25,7 +26,7 @@ int32_t WholeSeconds(double seconds) {
 }
 
 std::string StateKey(const char* name, const char* measure) {
-  return std::string("com.veltro.power.state.") + name + "." + measure;
+  return std::string(tl::platform::kPowerStateKeyPrefix) + name + "." + measure;
 }
 
 }  // namespace
@@ -42,7 +43,7 @@ EQAggregateLogger::EQAggregateLogger() : baseStates_(kBaseStates) {
                       &commitKeys_[StateKey(n, "energyAbsolute")],
                       &commitKeys_[StateKey(n, "energyRaw")], &commitKeys_[StateKey(n, "count")]});
   }
-  userSetting_ = &commitKeys_["com.veltro.power.backlight.usersetting"];
+  userSetting_ = &commitKeys_[tl::platform::kBacklightUserSettingKey];
   auto lpmSlot = lpmSlots_.begin();
   for (const char* name : {"unplugged_lpm_on_24hr", "unplugged_lpm_off_24hr"}) {
     for (const char* measure : {"energy", "energyAbsolute", "energyRaw"}) {

@@ -8,11 +8,15 @@
 #include "base/no_destructor.h"
 #include "base/saturated_cast.h"
 #include "platform/platform.h"
+#include "platform/statistics_keys.h"
 #include "power/eq_notifications.h"
 
 namespace {
 
 using tl::platform::KeyValues;
+using tl::platform::kPowerStateKeyPrefix;
+using tl::platform::kWakeCountKey;
+using tl::platform::kWakeReasonKeyPrefix;
 
 constexpr int32_t kNotCurrent = -1000000;
 
@@ -25,9 +29,9 @@ constexpr std::string_view kUserTokens[] = {"grip", "home", "muter", "remote", "
 struct EnergyKeys {
   std::string energy, energyAbsolute, energyRaw;
   explicit EnergyKeys(const std::string& name)
-      : energy("com.veltro.power.state." + name + ".energy"),
-        energyAbsolute("com.veltro.power.state." + name + ".energyAbsolute"),
-        energyRaw("com.veltro.power.state." + name + ".energyRaw") {}
+      : energy(kPowerStateKeyPrefix + name + ".energy"),
+        energyAbsolute(kPowerStateKeyPrefix + name + ".energyAbsolute"),
+        energyRaw(kPowerStateKeyPrefix + name + ".energyRaw") {}
 };
 const EnergyKeys& On24hr() {
   static const tl::NoDestructor<EnergyKeys> keys("unplugged_lpm_on_24hr");
@@ -56,7 +60,7 @@ void SetNotCurrent(const EnergySlots& slots) {
 
 std::string LevelKey(uint32_t level, const char* change) {
   char key[96];
-  std::snprintf(key, sizeof key, "com.veltro.power.state.%d.LPM.%s", static_cast<int>(level),
+  std::snprintf(key, sizeof key, "%s%d.LPM.%s", kPowerStateKeyPrefix, static_cast<int>(level),
                 change);
   return key;
 }
@@ -65,14 +69,15 @@ std::string LevelKey(uint32_t level, const char* change) {
 std::string WakeKey(std::string_view token) {
   std::string key;
   for (std::string_view component : kComponentTokens) {
-    if (token == component) key = "com.veltro.power.wake_reasons." + std::string(token);
+    if (token == component) key = kWakeReasonKeyPrefix + std::string(token);
   }
-  if (key.empty() && token.starts_with("spu")) key = "com.veltro.power.wake_reasons.spu_other";
+  if (key.empty() && token.starts_with("spu"))
+    key = kWakeReasonKeyPrefix + std::string("spu_other");
   // The user tokens win over the rest; only "magsense" is matched as a prefix, on purpose.
   for (std::string_view user : kUserTokens) {
-    if (token == user) key = "com.veltro.power.wake_reasons.user";
+    if (token == user) key = kWakeReasonKeyPrefix + std::string("user");
   }
-  if (token.starts_with("magsense")) key = "com.veltro.power.wake_reasons.user";
+  if (token.starts_with("magsense")) key = kWakeReasonKeyPrefix + std::string("user");
   return key;
 }
 
@@ -117,12 +122,12 @@ void EQAggregateLogger::handleWake(const tl::platform::Notification& notificatio
       const size_t blank = rest.find(' ');
       const std::string_view token = rest.substr(0, blank);
       const std::string key = WakeKey(token);
-      keys[key.empty() ? "com.veltro.power.wake_reasons.other" : key] = 1;
+      keys[key.empty() ? kWakeReasonKeyPrefix + std::string("other") : key] = 1;
       if (blank == std::string_view::npos) break;
       rest.remove_prefix(blank + 1);
     }
   }
-  keys["com.veltro.power.wakecount"] = 1;
+  keys[kWakeCountKey] = 1;
   TLClientBatchKeys(&keys, nullptr);
   // The device is awake now: a second, separate commit.
   handleEvent(kEQEventAwake, 1);

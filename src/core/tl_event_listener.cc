@@ -4,12 +4,9 @@
 #include "aggregate/eq_aggregate_logger.h"
 #include "core/core_state.h"
 #include "platform/platform.h"
+#include "platform/statistics_keys.h"
 #include "power/tl_power_event_listener.h"
 #include "sessions/tl_application_state_change_event_listener.h"
-
-namespace {
-constexpr char kThermalLevelsKey[] = "com.veltro.dovetop.thermalLevels";
-}  // namespace
 
 std::unique_ptr<TLEventListener> TLEventListener::initWithQueue(tl::platform::SerialQueue& queue) {
   auto hub = std::make_unique<TLEventListener>();
@@ -41,7 +38,8 @@ void TLEventListener::registerForThermalNotification() {
             [](int32_t) {
               // Every notification is one sample, also when the level did not change.
               int64_t level = tl::platform::Current().namedNotifications().thermalLevel();
-              TLClientPushValueForDistributionKey(kThermalLevelsKey, static_cast<double>(level));
+              TLClientPushValueForDistributionKey(tl::platform::kThermalLevelsKey,
+                                                  static_cast<double>(level));
             },
             &registration)
         .IgnoreError();

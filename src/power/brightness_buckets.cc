@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "platform/platform.h"
+#include "platform/statistics_keys.h"
 #include "power/power_state.h"
 #include "power/tl_power_event_listener.h"
 
@@ -79,7 +80,8 @@ void TLPowerEventListener::logBrightnessBuckets() {
     tl::platform::KeyValues buckets;
     for (int i = 10; i <= 100; i += 10) {
       char key[64];
-      std::snprintf(key, sizeof key, "com.veltro.power.backlight.values.%03d_%03d", i - 10, i);
+      std::snprintf(key, sizeof key, "%s%03d_%03d", tl::platform::kBrightnessHistogramKeyPrefix,
+                    i - 10, i);
       buckets.emplace(key, bucketSeconds[i / 10]);
     }
     TLClientBatchKeys(nullptr, &buckets);

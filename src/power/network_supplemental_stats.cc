@@ -4,6 +4,7 @@
 
 #include "platform/packet_counters.h"
 #include "platform/platform.h"
+#include "platform/statistics_keys.h"
 #include "power/tl_power_event_listener.h"
 
 namespace {
@@ -75,8 +76,8 @@ void TLPowerEventListener::logNetworkSupplementalStatsForInterface(const char* n
       const uint64_t then = CounterAt(before, counter.index);
       if (now == then) continue;
       char counterKey[128];
-      std::snprintf(counterKey, sizeof counterKey, "com.veltro.power.netstats.%s.%.*s", name,
-                    static_cast<int>(counter.suffix.size()), counter.suffix.data());
+      std::snprintf(counterKey, sizeof counterKey, "%s%s.%.*s", tl::platform::kNetstatsKeyPrefix,
+                    name, static_cast<int>(counter.suffix.size()), counter.suffix.data());
       growth.emplace(counterKey, tl::platform::Value(static_cast<unsigned long long>(now - then)));
     }
     if (!growth.empty()) TLClientBatchKeys(&growth, nullptr);

@@ -1,10 +1,11 @@
 // The daily report of activated applications to the daily-report service, and the pruning of
 // sessions without events that follows it.
 #include "platform/platform.h"
+#include "platform/statistics_keys.h"
 #include "sessions/tl_application_state_change_event_listener.h"
 
 namespace {
-constexpr char kDailyService[] = "com.veltro.tallyd.tldaily";
+constexpr const char* kDailyService = tl::platform::kDailyReportService;
 constexpr int64_t kActivatedApplicationsOperation = 2;
 }  // namespace
 

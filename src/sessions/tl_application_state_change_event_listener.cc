@@ -9,6 +9,7 @@
 #include "core/core_state.h"
 #include "core/tallyline_module.h"
 #include "platform/platform.h"
+#include "platform/statistics_keys.h"
 #include "sessions/session_records.h"
 #include "sessions/sessions_state.h"
 #include "sessions/tl_bundle_extension.h"
@@ -95,7 +96,7 @@ TLApplicationStateChangeEventListener::TLApplicationStateChangeEventListener() {
   _appStateMonitor->setHandler([this](const Dictionary& info) { applicationStateChanged(info); });
   workspaceObservation_ = platform.applications().addWorkspaceObserver(*this);
 
-  registerForNotification("com.veltro.tallyd.tldaily.logging", [this] {
+  registerForNotification(tl::platform::kDailyReportTrigger, [this] {
     TLLog("gathering app info for tldaily");
     gatherActivatedInfo();
   });

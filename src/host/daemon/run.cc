@@ -29,7 +29,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kDailyReportTrigger[] = "com.veltro.tallyd.tldaily.logging";
 constexpr double kDay = 86400;
 
 std::string StateHome() {

@@ -20,11 +20,6 @@ namespace tl::host::report {
 
 namespace {
 
-constexpr char kStatePrefix[] = "com.veltro.power.state.";
-constexpr char kWakeReasonPrefix[] = "com.veltro.power.wake_reasons.";
-constexpr char kWakeCountKey[] = "com.veltro.power.wakecount";
-constexpr char kNetstatsPrefix[] = "com.veltro.power.netstats.";
-
 // The composite states in the order people read them: on battery first, then plugged in.
 constexpr const char* kStates[] = {
     "unplugged",          "unplugged_awake",     "unplugged_screen_on", "unplugged_screen_off",
@@ -66,7 +61,7 @@ class Keys {
   }
   std::optional<double> state(const std::string& day, const std::string& name,
                               const char* measure) const {
-    return scalar(day, kStatePrefix + name + "." + measure);
+    return scalar(day, kPowerStateKeyPrefix + name + "." + measure);
   }
   // Every scalar of day whose key starts with prefix, by the rest of the key.
   std::map<std::string, double> withPrefix(const std::string& day,
@@ -533,7 +528,7 @@ Table WakesTable(const Keys& keys, const std::vector<std::string>& days) {
   wakes.columns = {Col("day", "day", Kind::kDay), Col("reason", "reason", Kind::kText),
                    Col("wakes", "wakes", Kind::kCount)};
   for (const std::string& day : days) {
-    for (const auto& [reason, n] : keys.withPrefix(day, kWakeReasonPrefix)) {
+    for (const auto& [reason, n] : keys.withPrefix(day, kWakeReasonKeyPrefix)) {
       wakes.rows.push_back({day, reason, Count(n)});
     }
   }
@@ -561,7 +556,7 @@ Table BrightnessTable(const Keys& keys, const std::vector<std::string>& days) {
                         Col("duration_s", "time", Kind::kDuration, "s"),
                         Col("reports", "reports", Kind::kCount)};
   for (const std::string& day : days) {
-    for (const auto& [bucket, row] : keys.samplesWithPrefix(day, kBrightnessHistogramPrefix)) {
+    for (const auto& [bucket, row] : keys.samplesWithPrefix(day, kBrightnessHistogramKeyPrefix)) {
       brightness.rows.push_back({day, BucketLabel(bucket), row->sum, row->count});
     }
   }
@@ -593,7 +588,7 @@ Table LowPowerModeTable(const Keys& keys, const std::vector<std::string>& days) 
                  Col("battery_level_pct", "at battery level", Kind::kPercent, "%"),
                  Col("times", "times", Kind::kCount)};
   for (const std::string& day : days) {
-    for (const auto& [rest, n] : keys.withPrefix(day, kStatePrefix)) {
+    for (const auto& [rest, n] : keys.withPrefix(day, kPowerStateKeyPrefix)) {
       // "70.LPM.enable"
       const size_t dot = rest.find(".LPM.");
       int64_t level = 0;
@@ -629,7 +624,7 @@ Table NetworkTable(const Keys& keys, const std::vector<std::string>& days) {
                      Col("counter", "counter", Kind::kText),
                      Col("increase", "increase", Kind::kCount)};
   for (const std::string& day : days) {
-    for (const auto& [rest, n] : keys.withPrefix(day, kNetstatsPrefix)) {
+    for (const auto& [rest, n] : keys.withPrefix(day, kNetstatsKeyPrefix)) {
       const size_t dot = rest.rfind('.');
       if (dot == std::string::npos) continue;
       network.rows.push_back({day, rest.substr(0, dot), rest.substr(dot + 1), Count(n)});

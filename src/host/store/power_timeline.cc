@@ -6,6 +6,7 @@
 
 #include "base/saturated_cast.h"
 #include "platform/backlight.h"
+#include "platform/power_notification_names.h"
 
 namespace tl::host {
 
@@ -30,14 +31,14 @@ std::string DayText(const platform::LocalTime& t) {
 }
 
 // The module's in-process power notifications, and the keys of what they carry.
-constexpr char kWake[] = "EQDeviceDidWakeNotification";
-constexpr char kWakeReasonKey[] = "EQDeviceDidWakeSystemReason";
-constexpr char kSleep[] = "EQDeviceWillSleepNotification";
-constexpr char kBacklightOn[] = "EQDeviceBacklightOnNotification";
-constexpr char kBacklightOff[] = "EQDeviceBacklightOffNotification";
-constexpr char kBattery[] = "EQBatteryStatusDidChangeNotification";
-constexpr char kBatteryKey[] = "EQBatteryStatusPropertiesKey";
-constexpr char kLowPowerMode[] = "EQLPMStatusDidChangeNotification";
+constexpr char kWake[] = TL_DEVICE_DID_WAKE_NOTIFICATION;
+constexpr char kWakeReasonKey[] = TL_DEVICE_DID_WAKE_SYSTEM_REASON_KEY;
+constexpr char kSleep[] = TL_DEVICE_WILL_SLEEP_NOTIFICATION;
+constexpr char kBacklightOn[] = TL_DEVICE_BACKLIGHT_ON_NOTIFICATION;
+constexpr char kBacklightOff[] = TL_DEVICE_BACKLIGHT_OFF_NOTIFICATION;
+constexpr char kBattery[] = TL_BATTERY_STATUS_DID_CHANGE_NOTIFICATION;
+constexpr char kBatteryKey[] = TL_BATTERY_STATUS_PROPERTIES_KEY;
+constexpr char kLowPowerMode[] = TL_LPM_STATUS_DID_CHANGE_NOTIFICATION;
 
 bool BoolOf(const platform::Dictionary& battery, const char* key) {
   const platform::Value* v = platform::Find(battery, key);

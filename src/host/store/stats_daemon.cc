@@ -8,7 +8,8 @@
 namespace tl::host {
 
 bool IsLowPowerModeDayKey(std::string_view key) {
-  return key.starts_with("com.veltro.power.state.unplugged_lpm_") &&
+  constexpr std::string_view kPrefix = kPowerStateKeyPrefix;
+  return key.starts_with(kPrefix) && key.substr(kPrefix.size()).starts_with("unplugged_lpm_") &&
          key.find("_24hr.") != std::string_view::npos;
 }
 
@@ -52,7 +53,7 @@ void StatsDaemon::batch(double, const platform::KeyValues* first,
     bool histogram = false;
     for (const auto& [key, value] : *second) {
       store_.pushSample(key, value.doubleValue());
-      histogram = histogram || std::string_view(key).starts_with(kBrightnessHistogramPrefix);
+      histogram = histogram || std::string_view(key).starts_with(kBrightnessHistogramKeyPrefix);
     }
     if (histogram) addToTimeline(now, kEventDailyReport, std::nullopt);
   }

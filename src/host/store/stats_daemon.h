@@ -11,15 +11,20 @@
 #include "host/store/stats_store.h"
 #include "host/store/timeline.h"
 #include "platform/output_sink.h"
+#include "platform/statistics_keys.h"
 
 namespace tl::host {
 
-// The daemon's own daily-report service.
-inline constexpr char kDailyReportService[] = "com.veltro.tallyd.tldaily";
-// Keys whose values are not amounts to add up.
-inline constexpr char kBacklightUserSettingKey[] = "com.veltro.power.backlight.usersetting";
-inline constexpr char kThermalLevelsKey[] = "com.veltro.dovetop.thermalLevels";
-inline constexpr char kBrightnessHistogramPrefix[] = "com.veltro.power.backlight.values.";
+using platform::kBacklightUserSettingKey;
+using platform::kBrightnessHistogramKeyPrefix;
+using platform::kDailyReportService;
+using platform::kDailyReportTrigger;
+using platform::kNetstatsKeyPrefix;
+using platform::kPowerStateKeyPrefix;
+using platform::kThermalLevelsKey;
+using platform::kWakeCountKey;
+using platform::kWakeReasonKeyPrefix;
+
 // The value of a low-power-mode "24hr" energy key for the condition that is not current.
 inline constexpr int64_t kNotApplicable = -1000000;
 
