@@ -12,9 +12,11 @@ cd "$(dirname "$0")/.."
 build=$1
 flags=()
 if command -v ccache >/dev/null; then
-  flags+=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-  # The same sources in two clones hash alike: paths are taken relative to the clone.
-  export CCACHE_BASEDIR=$PWD
+  # The same sources in two clones hash alike: paths are taken relative to the clone, and the
+  # directory a compile runs in is left out of the hash (the debug information then names the
+  # clone that first compiled it). The settings go with every compile, not only this script's.
+  launcher="env;CCACHE_BASEDIR=$PWD;CCACHE_NOHASHDIR=1;ccache"
+  flags+=("-DCMAKE_C_COMPILER_LAUNCHER=$launcher" "-DCMAKE_CXX_COMPILER_LAUNCHER=$launcher")
 fi
 case $build in
   build) ;;
