@@ -23,6 +23,7 @@ constexpr int32_t kNotCurrent = -1000000;
 constexpr std::string_view kComponentTokens[] = {
     "aux",         "cellmodem", "shortlink",  "pinbridge", "antennas", "tmr",
     "spu_ferrite", "spu_press", "spu_motion", "bmon",      "dock",     "wnet"};
+constexpr char kUserWakeKey[] = "com.veltro.power.wake_reasons.user";
 constexpr std::string_view kUserTokens[] = {"grip", "home", "muter", "remote", "lidfold"};
 
 // The three energy keys of a 24hr name; made once, since every commit writes all six.
@@ -71,13 +72,12 @@ std::string WakeKey(std::string_view token) {
   for (std::string_view component : kComponentTokens) {
     if (token == component) key = kWakeReasonKeyPrefix + std::string(token);
   }
-  if (key.empty() && token.starts_with("spu"))
-    key = kWakeReasonKeyPrefix + std::string("spu_other");
+  if (key.empty() && token.starts_with("spu")) key = "com.veltro.power.wake_reasons.spu_other";
   // The user tokens win over the rest; only "magsense" is matched as a prefix, on purpose.
   for (std::string_view user : kUserTokens) {
-    if (token == user) key = kWakeReasonKeyPrefix + std::string("user");
+    if (token == user) key = kUserWakeKey;
   }
-  if (token.starts_with("magsense")) key = kWakeReasonKeyPrefix + std::string("user");
+  if (token.starts_with("magsense")) key = kUserWakeKey;
   return key;
 }
 
@@ -122,7 +122,7 @@ void EQAggregateLogger::handleWake(const tl::platform::Notification& notificatio
       const size_t blank = rest.find(' ');
       const std::string_view token = rest.substr(0, blank);
       const std::string key = WakeKey(token);
-      keys[key.empty() ? kWakeReasonKeyPrefix + std::string("other") : key] = 1;
+      keys[key.empty() ? std::string("com.veltro.power.wake_reasons.other") : key] = 1;
       if (blank == std::string_view::npos) break;
       rest.remove_prefix(blank + 1);
     }
