@@ -54,8 +54,11 @@ void BM_CommitOutputLine(benchmark::State& state) {
   std::FILE* out = std::fopen("/dev/null", "we");
   {
     tl::host::OutputPrinter printer(out);
-    double at = 0;
-    for (auto _ : state) printer.batch(at += 1.5, &keys, nullptr);
+    tl::platform::DeviceMoment moment;
+    for (auto _ : state) {
+      moment.at += 1.5;
+      printer.batch(moment, &keys, nullptr);
+    }
   }
   std::fclose(out);
   state.counters["keys"] = static_cast<double>(keys.size());
@@ -71,13 +74,13 @@ void BM_CommitFold(benchmark::State& state) {
     tl::host::Database db(path);
     tl::host::StatsStore store(db);
     tl::host::DailyReports reports(db);
-    tl::host::StatsDaemon daemon(store, reports, nullptr, [] {
-      return tl::host::DeviceMoment{0, "2026-11-22", 0};
-    });
+    tl::host::StatsDaemon daemon(store, reports, nullptr);
+    tl::platform::DeviceMoment moment;
+    moment.local = {2026, 11, 22};
     int uncommitted = 0;
     db.exec("BEGIN");
     for (auto _ : state) {
-      daemon.batch(0, &keys, nullptr);
+      daemon.batch(moment, &keys, nullptr);
       if (++uncommitted == 1000) {
         store.flush();
         db.exec("COMMIT");

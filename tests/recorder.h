@@ -43,27 +43,32 @@ class Recorder : public platform::OutputSink {
     std::string reason;
   };
 
-  void scalar(double at, std::string_view key, int64_t value) override {
-    scalars_.push_back({at, std::string(key), value});
+  void scalar(const platform::DeviceMoment& moment, std::string_view key, int64_t value) override {
+    scalars_.push_back({moment.at, std::string(key), value});
   }
-  void distribution(double at, std::string_view key, double value) override {
-    distributions_.push_back({at, std::string(key), value});
+  void distribution(const platform::DeviceMoment& moment, std::string_view key,
+                    double value) override {
+    distributions_.push_back({moment.at, std::string(key), value});
   }
-  void batch(double at, const platform::KeyValues* first,
+  void batch(const platform::DeviceMoment& moment, const platform::KeyValues* first,
              const platform::KeyValues* second) override {
-    Batch batch{at, {}, {}};
+    Batch batch{moment.at, {}, {}};
     if (first) batch.first = *first;
     if (second) batch.second = *second;
     batches_.push_back(std::move(batch));
   }
-  void log(double at, std::string_view line) override { logs_.push_back({at, std::string(line)}); }
-  void ipc(double at, const std::string& service, const platform::WispObject& message) override {
-    // Messages are mutable objects: keep what was sent, not what the sender does with it later.
-    messages_.push_back({at, service, Copy(message)});
+  void log(const platform::DeviceMoment& moment, std::string_view line) override {
+    logs_.push_back({moment.at, std::string(line)});
   }
-  void powerAck(double at, intptr_t id) override { acks_.push_back(id); }
-  void simCrash(double at, uint32_t code, const std::string& reason) override {
-    crashes_.push_back({at, code, reason});
+  void ipc(const platform::DeviceMoment& moment, const std::string& service,
+           const platform::WispObject& message) override {
+    // Messages are mutable objects: keep what was sent, not what the sender does with it later.
+    messages_.push_back({moment.at, service, Copy(message)});
+  }
+  void powerAck(const platform::DeviceMoment& moment, intptr_t id) override { acks_.push_back(id); }
+  void simCrash(const platform::DeviceMoment& moment, uint32_t code,
+                const std::string& reason) override {
+    crashes_.push_back({moment.at, code, reason});
   }
 
   const std::vector<Scalar>& scalars() const { return scalars_; }

@@ -6,24 +6,25 @@
 #include <string>
 #include <string_view>
 
+#include "platform/device_moment.h"
 #include "platform/ipc.h"
 #include "platform/statistics_client.h"
 
 namespace tl::platform {
 
-// Receives each output as it happens; at is seconds on the device's output clock: since the
-// trace's start on the simulated device, since 1970 on a real one. Every argument is only valid
-// during the call.
+// Receives each output as it happens, stamped by the device with the moment it left. Every
+// argument is only valid during the call.
 class OutputSink {
  public:
   virtual ~OutputSink() = default;
-  virtual void scalar(double at, std::string_view key, int64_t value) {}
-  virtual void distribution(double at, std::string_view key, double value) {}
-  virtual void batch(double at, const KeyValues* first, const KeyValues* second) {}
-  virtual void log(double at, std::string_view line) {}
-  virtual void ipc(double at, const std::string& service, const WispObject& message) {}
-  virtual void powerAck(double at, intptr_t id) {}
-  virtual void simCrash(double at, uint32_t code, const std::string& reason) {}
+  virtual void scalar(const DeviceMoment& moment, std::string_view key, int64_t value) {}
+  virtual void distribution(const DeviceMoment& moment, std::string_view key, double value) {}
+  virtual void batch(const DeviceMoment& moment, const KeyValues* first, const KeyValues* second) {}
+  virtual void log(const DeviceMoment& moment, std::string_view line) {}
+  virtual void ipc(const DeviceMoment& moment, const std::string& service,
+                   const WispObject& message) {}
+  virtual void powerAck(const DeviceMoment& moment, intptr_t id) {}
+  virtual void simCrash(const DeviceMoment& moment, uint32_t code, const std::string& reason) {}
 };
 
 }  // namespace tl::platform

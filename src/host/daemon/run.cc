@@ -47,18 +47,19 @@ class TransactionalSink : public platform::OutputSink {
   TransactionalSink(Database& db, StatsStore& store, StatsDaemon& daemon)
       : db_(db), store_(store), daemon_(daemon) {}
 
-  void scalar(double at, std::string_view key, int64_t value) override {
-    inTransaction([&](StatsDaemon& daemon) { daemon.scalar(at, key, value); });
+  void scalar(const DeviceMoment& moment, std::string_view key, int64_t value) override {
+    inTransaction([&](StatsDaemon& daemon) { daemon.scalar(moment, key, value); });
   }
-  void distribution(double at, std::string_view key, double value) override {
-    inTransaction([&](StatsDaemon& daemon) { daemon.distribution(at, key, value); });
+  void distribution(const DeviceMoment& moment, std::string_view key, double value) override {
+    inTransaction([&](StatsDaemon& daemon) { daemon.distribution(moment, key, value); });
   }
-  void batch(double at, const platform::KeyValues* first,
+  void batch(const DeviceMoment& moment, const platform::KeyValues* first,
              const platform::KeyValues* second) override {
-    inTransaction([&](StatsDaemon& daemon) { daemon.batch(at, first, second); });
+    inTransaction([&](StatsDaemon& daemon) { daemon.batch(moment, first, second); });
   }
-  void ipc(double at, const std::string& service, const platform::WispObject& message) override {
-    inTransaction([&](StatsDaemon& daemon) { daemon.ipc(at, service, message); });
+  void ipc(const DeviceMoment& moment, const std::string& service,
+           const platform::WispObject& message) override {
+    inTransaction([&](StatsDaemon& daemon) { daemon.ipc(moment, service, message); });
   }
 
   // write is given the daemon under the lock. A store that fails (a full disk) loses that call's
@@ -126,8 +127,7 @@ int Run(const RunOptions& given) {
   StatsStore store(db);
   DailyReports reports(db);
   Timeline timeline(db);
-  linuxdev::LinuxDevice* current = nullptr;
-  StatsDaemon daemon(store, reports, &timeline, [&current] { return Now(*current); });
+  StatsDaemon daemon(store, reports, &timeline);
   TransactionalSink sink(db, store, daemon);
 
   std::unique_ptr<linuxdev::LinuxDevice> made;
@@ -135,12 +135,11 @@ int Run(const RunOptions& given) {
     throw CommandError(kExitInternal, "cannot start: " + status.message());
   }
   linuxdev::LinuxDevice& machine = *made;
-  current = &machine;
   sink.inTransaction([&](StatsDaemon&) {
     StoreMeta meta(db);
     meta.set(kMetaSource, "run");
     meta.set(kMetaTimeZone, SystemTimeZone());
-    if (!meta.get(kMetaTraceStart)) meta.set(kMetaTraceStart, FormatNumber(Now(machine).at));
+    if (!meta.get(kMetaTraceStart)) meta.set(kMetaTraceStart, FormatNumber(machine.clock().now()));
     char name[256] = {};
     size_t length = sizeof name - 1;
     if (machine.kernel().sysctlByName("hw.machine", name, &length) == 0) {

@@ -46,49 +46,58 @@ void OutputPrinter::flush() {
   pending_.clear();
 }
 
-void OutputPrinter::scalar(double at, std::string_view key, int64_t value) {
+void OutputPrinter::scalar(const platform::DeviceMoment& moment, std::string_view key,
+                           int64_t value) {
   JsonLine line(pending_);
-  line.key("at").seconds(at).key("scalar").string(key).key("value").integer(value).finish();
+  line.key("at").seconds(moment.at).key("scalar").string(key).key("value").integer(value).finish();
   emit();
 }
 
-void OutputPrinter::distribution(double at, std::string_view key, double value) {
+void OutputPrinter::distribution(const platform::DeviceMoment& moment, std::string_view key,
+                                 double value) {
   JsonLine line(pending_);
-  line.key("at").seconds(at).key("distribution").string(key).key("value").number(value).finish();
+  line.key("at")
+      .seconds(moment.at)
+      .key("distribution")
+      .string(key)
+      .key("value")
+      .number(value)
+      .finish();
   emit();
 }
 
-void OutputPrinter::batch(double at, const platform::KeyValues* first,
+void OutputPrinter::batch(const platform::DeviceMoment& moment, const platform::KeyValues* first,
                           const platform::KeyValues* second) {
   JsonLine line(pending_, &names_);
-  line.key("at").seconds(at).key("batch").beginObject();
+  line.key("at").seconds(moment.at).key("batch").beginObject();
   line.key("first").dictionary(first).key("second").dictionary(second).endObject().finish();
   emit();
 }
 
-void OutputPrinter::log(double at, std::string_view text) {
+void OutputPrinter::log(const platform::DeviceMoment& moment, std::string_view text) {
   JsonLine line(pending_);
-  line.key("at").seconds(at).key("log").string(text).finish();
+  line.key("at").seconds(moment.at).key("log").string(text).finish();
   emit();
 }
 
-void OutputPrinter::ipc(double at, const std::string& service,
+void OutputPrinter::ipc(const platform::DeviceMoment& moment, const std::string& service,
                         const platform::WispObject& message) {
   JsonLine line(pending_);
-  line.key("at").seconds(at).key("ipc").beginObject().key("service").string(service);
+  line.key("at").seconds(moment.at).key("ipc").beginObject().key("service").string(service);
   line.key("message").json(WispToJson(message)).endObject().finish();
   emit();
 }
 
-void OutputPrinter::powerAck(double at, intptr_t id) {
+void OutputPrinter::powerAck(const platform::DeviceMoment& moment, intptr_t id) {
   JsonLine line(pending_);
-  line.key("at").seconds(at).key("power_ack").integer(static_cast<int64_t>(id)).finish();
+  line.key("at").seconds(moment.at).key("power_ack").integer(static_cast<int64_t>(id)).finish();
   emit();
 }
 
-void OutputPrinter::simCrash(double at, uint32_t code, const std::string& reason) {
+void OutputPrinter::simCrash(const platform::DeviceMoment& moment, uint32_t code,
+                             const std::string& reason) {
   JsonLine line(pending_);
-  line.key("at").seconds(at).key("simcrash").beginObject().key("code").integer(code);
+  line.key("at").seconds(moment.at).key("simcrash").beginObject().key("code").integer(code);
   line.key("reason").string(reason).endObject().finish();
   emit();
 }

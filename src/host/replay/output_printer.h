@@ -19,14 +19,17 @@ class OutputPrinter : public platform::OutputSink {
   OutputPrinter(const OutputPrinter&) = delete;
   OutputPrinter& operator=(const OutputPrinter&) = delete;
 
-  void scalar(double at, std::string_view key, int64_t value) override;
-  void distribution(double at, std::string_view key, double value) override;
-  void batch(double at, const platform::KeyValues* first,
+  void scalar(const platform::DeviceMoment& moment, std::string_view key, int64_t value) override;
+  void distribution(const platform::DeviceMoment& moment, std::string_view key,
+                    double value) override;
+  void batch(const platform::DeviceMoment& moment, const platform::KeyValues* first,
              const platform::KeyValues* second) override;
-  void log(double at, std::string_view line) override;
-  void ipc(double at, const std::string& service, const platform::WispObject& message) override;
-  void powerAck(double at, intptr_t id) override;
-  void simCrash(double at, uint32_t code, const std::string& reason) override;
+  void log(const platform::DeviceMoment& moment, std::string_view line) override;
+  void ipc(const platform::DeviceMoment& moment, const std::string& service,
+           const platform::WispObject& message) override;
+  void powerAck(const platform::DeviceMoment& moment, intptr_t id) override;
+  void simCrash(const platform::DeviceMoment& moment, uint32_t code,
+                const std::string& reason) override;
   // A posted in-process notification, for replays that show them.
   void notification(double at, const platform::Notification& notification);
   // Hands the lines written so far to out (a batch line is 3 KiB: they go out 64 KiB at a time).

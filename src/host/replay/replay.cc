@@ -138,7 +138,7 @@ class DaemonProcess {
         store_(db_),
         reports_(db_),
         timeline_(db_),
-        daemon_(store_, reports_, &timeline_, [this] { return Now(*device_); }),
+        daemon_(store_, reports_, &timeline_),
         power_(*device_, [this](const TimelineRow& row) { timeline_.add(row); }),
         printer_(stdout),
         progress_(totalLines) {

@@ -4,31 +4,12 @@
 #include <cmath>
 #include <cstdio>
 
-#include "base/saturated_cast.h"
 #include "platform/backlight.h"
 #include "platform/power_notification_names.h"
 
 namespace tl::host {
 
 namespace {
-
-// "YYYY-MM-DD", as "%04d-%02d-%02d" prints it: a power commit asks for its day every time, and
-// printf's parsing of the format costs more than the digits.
-std::string DayText(const platform::LocalTime& t) {
-  if (t.year < 0 || t.year > 9999 || t.month < 0 || t.month > 99 || t.day < 0 || t.day > 99) {
-    char day[40];
-    std::snprintf(day, sizeof day, "%04d-%02d-%02d", t.year, t.month, t.day);
-    return day;
-  }
-  std::string day = "0000-00-00";
-  auto put = [&](size_t end, int value) {
-    for (size_t i = end; value != 0; value /= 10) day[--i] = static_cast<char>('0' + value % 10);
-  };
-  put(4, t.year);
-  put(7, t.month);
-  put(10, t.day);
-  return day;
-}
 
 // The module's in-process power notifications, and the keys of what they carry.
 constexpr char kWake[] = TL_DEVICE_DID_WAKE_NOTIFICATION;
@@ -78,14 +59,36 @@ bool LowPowerModeOn(platform::NamedNotifications& named) {
 
 }  // namespace
 
+// As "%04d-%02d-%02d" prints it: a power commit asks for its day every time, and
+// printf's parsing of the format costs more than the digits.
+std::string DayText(const platform::LocalTime& t) {
+  if (t.year < 0 || t.year > 9999 || t.month < 0 || t.month > 99 || t.day < 0 || t.day > 99) {
+    char day[40];
+    std::snprintf(day, sizeof day, "%04d-%02d-%02d", t.year, t.month, t.day);
+    return day;
+  }
+  std::string day = "0000-00-00";
+  auto put = [&](size_t end, int value) {
+    for (size_t i = end; value != 0; value /= 10) day[--i] = static_cast<char>('0' + value % 10);
+  };
+  put(4, t.year);
+  put(7, t.month);
+  put(10, t.day);
+  return day;
+}
+
 DeviceMoment Now(platform::Platform& device) {
-  DeviceMoment moment;
-  moment.at = device.clock().now();
-  const platform::LocalTime t =
-      device.environment().localTime(SaturatedCast<int64_t>(std::floor(moment.at)));
-  moment.day = DayText(t);
-  moment.utcOffset = t.utcOffsetSeconds;
-  return moment;
+  const double wallClock = device.clock().now();
+  return platform::MomentAt(wallClock, wallClock, device.environment());
+}
+
+TimelineRow RowAt(const DeviceMoment& moment, const char* event) {
+  TimelineRow row;
+  row.at = moment.wallClock;
+  row.day = DayText(moment.local);
+  row.utcOffset = moment.local.utcOffsetSeconds;
+  row.event = event;
+  return row;
 }
 
 PowerTimeline::PowerTimeline(platform::Platform& device, Write write)
@@ -147,12 +150,7 @@ void PowerTimeline::observe(const platform::Notification& n) {
 
 void PowerTimeline::write(const char* event, const platform::Dictionary* battery,
                           const std::string* wakeReason) {
-  const DeviceMoment now = Now(device_);
-  TimelineRow row;
-  row.at = now.at;
-  row.day = now.day;
-  row.utcOffset = now.utcOffset;
-  row.event = event;
+  TimelineRow row = RowAt(Now(device_), event);
   if (started_) row.state = state_;
   std::shared_ptr<const platform::Dictionary> read;
   if (!battery) {

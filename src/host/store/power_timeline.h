@@ -7,17 +7,19 @@
 #include <string>
 
 #include "host/store/timeline.h"
+#include "platform/device_moment.h"
 #include "platform/platform.h"
 
 namespace tl::host {
 
-// A moment of the device's clock: wall-clock seconds, its local day and UTC offset.
-struct DeviceMoment {
-  double at = 0;
-  std::string day;
-  int32_t utcOffset = 0;
-};
+using platform::DeviceMoment;
+
+// The device's moment now, on its wall clock.
 DeviceMoment Now(platform::Platform& device);
+// The local day of t as the store files it: "YYYY-MM-DD".
+std::string DayText(const platform::LocalTime& t);
+// The timeline's row for event at moment, with its time, local day and UTC offset filled in.
+TimelineRow RowAt(const DeviceMoment& moment, const char* event);
 
 class PowerTimeline {
  public:

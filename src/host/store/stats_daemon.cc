@@ -29,23 +29,21 @@ void StatsDaemon::fold(std::string_view key, const platform::Value& value) {
   }
 }
 
-void StatsDaemon::scalar(double, std::string_view key, int64_t value) {
-  store_.useDay(now_().day);
+void StatsDaemon::scalar(const DeviceMoment& moment, std::string_view key, int64_t value) {
+  store_.useDay(DayText(moment.local));
   fold(key, platform::Value(static_cast<long long>(value)));
 }
 
-void StatsDaemon::distribution(double, std::string_view key, double value) {
-  const DeviceMoment now = now_();
-  store_.pushSample(now.day, key, value);
+void StatsDaemon::distribution(const DeviceMoment& moment, std::string_view key, double value) {
+  store_.pushSample(DayText(moment.local), key, value);
   if (key == kThermalLevelsKey && std::isfinite(value)) {
-    addToTimeline(now, kEventThermal, SaturatedRound<int64_t>(value));
+    addToTimeline(moment, kEventThermal, SaturatedRound<int64_t>(value));
   }
 }
 
-void StatsDaemon::batch(double, const platform::KeyValues* first,
+void StatsDaemon::batch(const DeviceMoment& moment, const platform::KeyValues* first,
                         const platform::KeyValues* second) {
-  const DeviceMoment now = now_();
-  store_.useDay(now.day);
+  store_.useDay(DayText(moment.local));
   if (first) {
     for (const auto& [key, value] : *first) fold(key, value);
   }
@@ -55,23 +53,20 @@ void StatsDaemon::batch(double, const platform::KeyValues* first,
       store_.pushSample(key, value.doubleValue());
       histogram = histogram || std::string_view(key).starts_with(kBrightnessHistogramKeyPrefix);
     }
-    if (histogram) addToTimeline(now, kEventDailyReport, std::nullopt);
+    if (histogram) addToTimeline(moment, kEventDailyReport, std::nullopt);
   }
 }
 
 void StatsDaemon::addToTimeline(const DeviceMoment& moment, const char* event,
                                 std::optional<int64_t> level) {
   if (!timeline_) return;
-  TimelineRow row;
-  row.at = moment.at;
-  row.day = moment.day;
-  row.utcOffset = moment.utcOffset;
-  row.event = event;
+  TimelineRow row = RowAt(moment, event);
   row.thermal = level;
   timeline_->add(row);
 }
 
-void StatsDaemon::ipc(double, const std::string& service, const platform::WispObject& message) {
+void StatsDaemon::ipc(const DeviceMoment& moment, const std::string& service,
+                      const platform::WispObject& message) {
   if (service != kDailyReportService) return;
   std::vector<DailyReports::ActivatedApp> apps;
   if (const platform::WispObject* list = message.get("app_data")) {
@@ -85,8 +80,7 @@ void StatsDaemon::ipc(double, const std::string& service, const platform::WispOb
       apps.push_back(std::move(app));
     }
   }
-  const DeviceMoment now = now_();
-  reports_.addActivatedReport(now.day, now.at, apps);
+  reports_.addActivatedReport(DayText(moment.local), moment.wallClock, apps);
 }
 
 }  // namespace tl::host

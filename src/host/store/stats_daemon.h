@@ -3,7 +3,6 @@
 // the thermal steps and daily-report moments added to the timeline.
 #pragma once
 
-#include <functional>
 #include <string>
 
 #include "host/store/daily_reports.h"
@@ -34,17 +33,17 @@ inline constexpr int64_t kNotApplicable = -1000000;
 // added, and the backlight user setting, a brightness, is a sample.
 class StatsDaemon : public platform::OutputSink {
  public:
-  // now gives the device's moment at each output; timeline, when given, receives the thermal
-  // steps and the moments daily reports are sent.
-  StatsDaemon(StatsStore& store, DailyReports& reports, Timeline* timeline,
-              std::function<DeviceMoment()> now)
-      : store_(store), reports_(reports), timeline_(timeline), now_(std::move(now)) {}
+  // Each output is filed under the local day of the moment the device stamped it with.
+  // timeline, when given, receives the thermal steps and the moments daily reports are sent.
+  StatsDaemon(StatsStore& store, DailyReports& reports, Timeline* timeline)
+      : store_(store), reports_(reports), timeline_(timeline) {}
 
-  void scalar(double at, std::string_view key, int64_t value) override;
-  void distribution(double at, std::string_view key, double value) override;
-  void batch(double at, const platform::KeyValues* first,
+  void scalar(const DeviceMoment& moment, std::string_view key, int64_t value) override;
+  void distribution(const DeviceMoment& moment, std::string_view key, double value) override;
+  void batch(const DeviceMoment& moment, const platform::KeyValues* first,
              const platform::KeyValues* second) override;
-  void ipc(double at, const std::string& service, const platform::WispObject& message) override;
+  void ipc(const DeviceMoment& moment, const std::string& service,
+           const platform::WispObject& message) override;
 
  private:
   // Folds one key into the store's day in use.
@@ -54,7 +53,6 @@ class StatsDaemon : public platform::OutputSink {
   StatsStore& store_;
   DailyReports& reports_;
   Timeline* timeline_;
-  std::function<DeviceMoment()> now_;
 };
 
 // Whether key is a low-power-mode "24hr" energy key.

@@ -26,7 +26,9 @@ SimDevice::SimDevice(DeviceState state, std::string sandbox, const DeviceFiles& 
       sandbox_(sandbox.empty() ? MakeSandbox() : std::move(sandbox)),
       state_(std::move(state)),
       scheduler_(0),
-      outputs_([this] { return scheduler_.elapsedSeconds(); }),
+      outputs_([this] {
+        return platform::MomentAt(scheduler_.elapsedSeconds(), scheduler_.now(), environment_);
+      }),
       context_{state_, scheduler_, outputs_},
       notifications_(context_),
       registry_(context_),

@@ -1,5 +1,5 @@
-// SimOutputs: everything the module sends out of the simulated device, stamped with virtual time
-// and handed to sinks.
+// SimOutputs: everything the module sends out of the simulated device, stamped with the device's
+// moment and handed to sinks.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/device_moment.h"
 #include "platform/ipc.h"
 #include "platform/output_sink.h"
 #include "platform/statistics_client.h"
@@ -22,7 +23,8 @@ using platform::OutputSink;
 // output goes to the sinks, in the order they were added, and is gone.
 class SimOutputs : public platform::StatisticsClient, public platform::SystemLog {
  public:
-  explicit SimOutputs(std::function<double()> clock) : clock_(std::move(clock)) {}
+  // stamp reads the device's moment; it is asked once an output, and only when a sink listens.
+  explicit SimOutputs(std::function<platform::DeviceMoment()> stamp) : stamp_(std::move(stamp)) {}
 
   // A sink must stay alive until it is removed.
   void addSink(OutputSink& sink) { sinks_.push_back(&sink); }
@@ -43,11 +45,11 @@ class SimOutputs : public platform::StatisticsClient, public platform::SystemLog
   template <class F>
   void each(F send) {
     if (sinks_.empty()) return;
-    const double at = clock_();
-    for (OutputSink* sink : sinks_) send(*sink, at);
+    const platform::DeviceMoment moment = stamp_();
+    for (OutputSink* sink : sinks_) send(*sink, moment);
   }
 
-  std::function<double()> clock_;
+  std::function<platform::DeviceMoment()> stamp_;
   std::vector<OutputSink*> sinks_;
 };
 

@@ -56,6 +56,8 @@ struct LinuxDevice::Parts {
   std::unique_ptr<SerialQueue> systemQueue =
       dispatch.createSerialQueue("tallyd.system", QualityOfService::kUtility);
   LinuxClock clock;
+  // Before the outputs, which stamp with its local time from the first line a source logs.
+  LinuxEnvironment environment;
   LinuxOutputs outputs;
   LinuxIpc ipc;
   NotificationCenter center;
@@ -73,7 +75,6 @@ struct LinuxDevice::Parts {
   LinuxKernel kernel;
   PathMap paths = StatePathMap(options.stateDirectory);
   PosixFileSystem files{paths, kStateTemporaryDirectory};
-  LinuxEnvironment environment;
   std::unique_ptr<SerialQueue> appStateQueue =
       dispatch.createSerialQueue("tallyd.appstate", QualityOfService::kUtility);
   std::unique_ptr<SerialQueue> workspaceQueue =
@@ -93,7 +94,11 @@ struct LinuxDevice::Parts {
   Parts(std::unique_ptr<EventLoop> madeLoop, LinuxDeviceOptions given, OutputSink& sink)
       : ownLoop(std::move(madeLoop)),
         options(std::move(given)),
-        outputs(sink),
+        environment(
+            options.settings, [this] { return battery.reading().gasGauge; },
+            ReadText(options.osReleasePath), kSingleUserContainer,
+            [this](std::string_view line) { outputs.write(line); }),
+        outputs(sink, clock, environment),
         ipc(outputs, {options.services.begin(), options.services.end()}, *systemQueue),
         sleep(loop, systemBus.get(), options.sysRoot,
               {[this](intptr_t id) { registry.willSleep(id); }, [this] { registry.poweredOn(); }}),
@@ -105,11 +110,7 @@ struct LinuxDevice::Parts {
                 }),
         notify(sessionBus.get(),
                [this](const std::string& name, uint64_t state) { named.post(name, state); }),
-        kernel(options.procRoot, options.sysRoot, [this] { return sleep.wakeReason(); }),
-        environment(
-            options.settings, [this] { return battery.reading().gasGauge; },
-            ReadText(options.osReleasePath), kSingleUserContainer,
-            [this](std::string_view line) { outputs.write(line); }) {
+        kernel(options.procRoot, options.sysRoot, [this] { return sleep.wakeReason(); }) {
     registry.setSleep(&sleep);
     // Said at start, under the state directory's own name: the module would later name only
     // its device paths.

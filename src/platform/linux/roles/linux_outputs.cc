@@ -3,7 +3,6 @@
 
 #include <syslog.h>
 #include <systemd/sd-journal.h>
-#include <time.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -14,13 +13,16 @@ namespace tl::linuxdev {
 
 using namespace platform;
 
-LinuxOutputs::LinuxOutputs(OutputSink& sink)
-    : sink_(sink), journal_(std::getenv("JOURNAL_STREAM") != nullptr) {}
+LinuxOutputs::LinuxOutputs(OutputSink& sink, Clock& clock, Environment& environment)
+    : sink_(sink),
+      clock_(clock),
+      environment_(environment),
+      journal_(std::getenv("JOURNAL_STREAM") != nullptr) {}
 
-double LinuxOutputs::now() const {
-  struct timespec ts;
-  ::clock_gettime(CLOCK_REALTIME, &ts);
-  return static_cast<double>(ts.tv_sec) + ts.tv_nsec / 1e9;
+DeviceMoment LinuxOutputs::now() const {
+  // The output clock of a real device is its wall clock.
+  const double wallClock = clock_.now();
+  return MomentAt(wallClock, wallClock, environment_);
 }
 
 void LinuxOutputs::addValueForScalarKey(std::string_view key, int64_t value) {

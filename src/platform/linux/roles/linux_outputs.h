@@ -6,6 +6,8 @@
 #include <string>
 
 #include "base/mutex.h"
+#include "platform/clock.h"
+#include "platform/environment.h"
 #include "platform/ipc.h"
 #include "platform/output_sink.h"
 #include "platform/statistics_client.h"
@@ -14,11 +16,13 @@
 namespace tl::linuxdev {
 
 // The module calls from several queues at once; the sink sees one call at a time, stamped with
-// the wall clock. Log lines go to the journal when the daemon runs under systemd
+// the wall clock and its local time. Log lines go to the journal when the daemon runs under systemd
 // ($JOURNAL_STREAM), else to standard error.
 class LinuxOutputs : public platform::StatisticsClient, public platform::SystemLog {
  public:
-  explicit LinuxOutputs(platform::OutputSink& sink);
+  // The clock and the environment stamp each output; they are used from the first output on.
+  LinuxOutputs(platform::OutputSink& sink, platform::Clock& clock,
+               platform::Environment& environment);
 
   void addValueForScalarKey(std::string_view key, int64_t value) override;
   void pushValueForDistributionKey(std::string_view key, double value) override;
@@ -27,9 +31,11 @@ class LinuxOutputs : public platform::StatisticsClient, public platform::SystemL
   void ipc(const std::string& service, const platform::WispObject& message);
 
  private:
-  double now() const;
+  platform::DeviceMoment now() const;
 
   platform::OutputSink& sink_ TL_GUARDED_BY(mutex_);
+  platform::Clock& clock_;
+  platform::Environment& environment_;
   Mutex mutex_;
   bool journal_;
 };
