@@ -54,6 +54,24 @@ class DaemonTest(dbusmock.DBusTestCase):
         cls.system = cls.get_dbus(system_bus=True)
         cls.session = cls.get_dbus(system_bus=False)
 
+    @classmethod
+    def stop_dbus(cls, pid):
+        """Stops a private bus. The bus forked away from us, so only the machine's init reaps
+        it; a container's init may take seconds, while the bus is done as soon as it is a
+        zombie."""
+        os.kill(pid, signal.SIGTERM)
+
+        def ended():
+            try:
+                with open('/proc/%d/stat' % pid) as f:
+                    return f.read().rsplit(')', 1)[1].split()[0] in ('Z', 'X')
+            except (FileNotFoundError, ProcessLookupError):
+                return True
+        try:
+            wait_until(ended, timeout=5, what='the bus %d to stop' % pid)
+        except AssertionError:
+            os.kill(pid, signal.SIGKILL)
+
     def setUp(self):
         self.testbed = UMockdev.Testbed.new()
         self.sys = self.testbed.get_sys_dir()
