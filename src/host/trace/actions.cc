@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <tuple>
 #include <vector>
 
@@ -42,6 +43,13 @@ std::optional<platform::ActivityState> ActivityStateNamed(const Json& v) {
     if (v == name) return state;
   }
   return std::nullopt;
+}
+
+constexpr char kCpuSecondsRule[] = "must be a number of CPU seconds, 0 to 10^12";
+
+// A cumulative CPU time: finite, not negative, and far below what a double counts exactly.
+bool IsCpuSeconds(const Json& v) {
+  return v.is_number() && v.get<double>() >= 0 && v.get<double>() <= 1e12;
 }
 
 std::optional<uint32_t> PowerMessageNamed(const Json& v) {
@@ -195,6 +203,32 @@ const std::array kActions = {
              *out = [changes = std::move(changes)](sim::SimDevice& d) {
                for (const auto& [fault, on, prefix] : changes)
                  d.faults().setFault(fault, on, prefix);
+             };
+             return std::nullopt;
+           }},
+    Action{"cpu",
+           [](const Json& v, DeviceAction* out) -> Error {
+             constexpr const char* kShape =
+                 "must be {\"apps\": {BUNDLE: SECONDS, ...}, \"total\": SECONDS}, cumulative CPU "
+                 "seconds (either member may be left out)";
+             if (!v.is_object() || v.empty()) return kShape;
+             std::map<std::string, double> apps;
+             std::optional<double> total;
+             for (const auto& [member, value] : v.items()) {
+               if (member == "total") {
+                 if (!IsCpuSeconds(value)) return "total " + std::string(kCpuSecondsRule);
+                 total = value.get<double>();
+               } else if (member == "apps" && value.is_object()) {
+                 for (const auto& [bundle, seconds] : value.items()) {
+                   if (!IsCpuSeconds(seconds)) return "app " + bundle + " " + kCpuSecondsRule;
+                   apps[bundle] = seconds.get<double>();
+                 }
+               } else {
+                 return kShape;
+               }
+             }
+             *out = [apps = std::move(apps), total](sim::SimDevice& d) {
+               d.cpu().setCounters(apps, total);
              };
              return std::nullopt;
            }},

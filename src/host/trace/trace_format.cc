@@ -492,7 +492,9 @@ Json DeviceStateToJson(const sim::DeviceState& s) {
 }
 
 Json SnapshotToJson(const sim::SimDevice::Snapshot& snapshot) {
+  // The CPU counters are no device field: the trace sets them by its cpu lines alone.
   return {{"device", DeviceStateToJson(snapshot.state)},
+          {"cpu", {{"apps", snapshot.state.appCpu}, {"total", snapshot.state.totalCpu}}},
           {"elapsed_ns", snapshot.elapsedNanoseconds},
           {"named_states", snapshot.namedStates},
           {"faults", snapshot.faults}};
@@ -501,6 +503,8 @@ Json SnapshotToJson(const sim::SimDevice::Snapshot& snapshot) {
 sim::SimDevice::Snapshot SnapshotFromJson(const Json& json) {
   sim::SimDevice::Snapshot snapshot;
   DeviceFieldsFromJson(json.at("device")).applyTo(snapshot.state);
+  snapshot.state.appCpu = json.at("cpu").at("apps").get<std::map<std::string, double>>();
+  snapshot.state.totalCpu = json.at("cpu").at("total").get<double>();
   snapshot.elapsedNanoseconds = json.at("elapsed_ns").get<int64_t>();
   snapshot.namedStates = json.at("named_states").get<std::map<std::string, uint64_t>>();
   snapshot.faults = json.at("faults").get<std::map<std::string, std::string>>();

@@ -79,6 +79,10 @@ struct DeviceState {
   std::vector<platform::RSApplicationProxy> apps;  // the registry's proxies
   std::map<int32_t, std::optional<Process>> processes;  // nullopt: the pid's queries fail
   std::vector<Interface> interfaces = DefaultInterfaces();
+  // Cumulative CPU seconds since the trace's start: of each application the trace named, and of
+  // the whole device (applications included).
+  std::map<std::string, double> appCpu;
+  double totalCpu = 0;
   // The system-group container; nullopt makes the lookup fail.
   std::optional<std::string> containerPath =
       "/var/containers/Shared/SystemGroup/systemgroup.com.veltro.sysmetry";

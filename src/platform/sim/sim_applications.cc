@@ -114,6 +114,7 @@ void SimApplications::addProxy(RSApplicationProxy proxy) {
 }
 
 void SimApplications::reportState(const Dictionary& stateInfo) {
+  context_.cpu.appState(stateInfo);
   for (Monitor* monitor : monitors_) monitor->deliver(stateInfo);
 }
 

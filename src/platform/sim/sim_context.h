@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/sim/device_state.h"
+#include "platform/sim/sim_cpu.h"
 #include "platform/sim/sim_outputs.h"
 #include "platform/sim/sim_scheduler.h"
 
@@ -11,6 +12,7 @@ struct SimContext {
   DeviceState& state;
   SimScheduler& scheduler;
   SimOutputs& outputs;
+  SimCpu& cpu;
 };
 
 }  // namespace tl::sim

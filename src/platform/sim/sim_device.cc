@@ -29,7 +29,8 @@ SimDevice::SimDevice(DeviceState state, std::string sandbox, const DeviceFiles& 
       outputs_([this] {
         return platform::MomentAt(scheduler_.elapsedSeconds(), scheduler_.now(), environment_);
       }),
-      context_{state_, scheduler_, outputs_},
+      cpu_(state_, scheduler_),
+      context_{state_, scheduler_, outputs_, cpu_},
       notifications_(context_),
       registry_(context_),
       applications_(context_),

@@ -11,6 +11,7 @@
 #include "platform/posix_file_system.h"
 #include "platform/sim/device_state.h"
 #include "platform/sim/sim_applications.h"
+#include "platform/sim/sim_cpu.h"
 #include "platform/sim/sim_environment.h"
 #include "platform/sim/sim_ipc.h"
 #include "platform/sim/sim_kernel.h"
@@ -79,6 +80,7 @@ class SimDevice : public platform::Platform {
   SimRegistry& simRegistry() { return registry_; }
   SimApplications& simApplications() { return applications_; }
   SimKernel& simKernel() { return kernel_; }
+  SimCpu& cpu() { return cpu_; }
   SimEnvironment& simEnvironment() { return environment_; }
   SimIpc& simIpc() { return ipc_; }
   platform::FaultyFileSystem& faults() { return faulty_; }
@@ -107,6 +109,7 @@ class SimDevice : public platform::Platform {
   DeviceState state_;
   SimScheduler scheduler_;
   SimOutputs outputs_;
+  SimCpu cpu_;
   SimContext context_;
   platform::NotificationCenter center_;
   SimNamedNotifications notifications_;
