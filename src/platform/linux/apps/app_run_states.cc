@@ -108,8 +108,10 @@ std::vector<AppStateChange> AppRunStates::toplevelsGone() {
   return settle(std::move(affected));
 }
 
-std::vector<AppStateChange> AppRunStates::unit(const std::string& name, AppUnit unit) {
+std::vector<AppStateChange> AppRunStates::unit(const std::string& name, AppUnit unit,
+                                               std::string cgroup) {
   std::set<std::string> affected{unit.appId};
+  cgroups_[name] = std::move(cgroup);
   auto [it, added] = units_.try_emplace(name, unit);
   if (!added) {
     affected.insert(it->second.appId);
@@ -123,6 +125,7 @@ std::vector<AppStateChange> AppRunStates::unitGone(const std::string& name) {
   if (it == units_.end()) return {};
   std::set<std::string> affected{it->second.appId};
   units_.erase(it);
+  cgroups_.erase(name);
   return settle(std::move(affected));
 }
 
@@ -141,6 +144,31 @@ std::vector<AppStateChange> AppRunStates::running() const {
   std::vector<AppStateChange> all;
   for (const auto& [appId, change] : reported_) all.push_back(change);
   return all;
+}
+
+std::map<std::string, CpuSources> AppRunStates::cpuSources() const {
+  std::map<std::string, CpuSources> sources;
+  for (const auto& [appId, change] : reported_) {
+    if (change.state != kStateTerminated) sources[appId];
+  }
+  for (const auto& [name, unit] : units_) {
+    auto it = sources.find(unit.appId);
+    if (it == sources.end() || !Live(unit)) continue;
+    auto cgroup = cgroups_.find(name);
+    if (cgroup != cgroups_.end() && !cgroup->second.empty()) {
+      it->second.cgroups.insert(cgroup->second);
+    } else {
+      // A sandbox found by its process alone: counted by that process.
+      it->second.pids.insert(unit.pids.begin(), unit.pids.end());
+    }
+  }
+  for (const auto& [handle, toplevel] : toplevels_) {
+    auto it = sources.find(toplevel.appId);
+    if (it != sources.end() && it->second.cgroups.empty() && toplevel.pid > 0) {
+      it->second.pids.insert(toplevel.pid);
+    }
+  }
+  return sources;
 }
 
 }  // namespace tl::linuxdev

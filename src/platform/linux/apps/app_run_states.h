@@ -40,6 +40,14 @@ struct AppUnit {
   std::set<int32_t> pids;
 };
 
+// Where an application's CPU is counted: the control groups of its live units, else the
+// processes of its windows.
+struct CpuSources {
+  std::set<std::string> cgroups;
+  std::set<int32_t> pids;
+  friend bool operator==(const CpuSources&, const CpuSources&) = default;
+};
+
 // A toplevel's change within a batch of the compositor's events; no toplevel: it closed.
 struct ToplevelChange {
   uint64_t handle = 0;
@@ -62,12 +70,15 @@ class AppRunStates {
   std::vector<AppStateChange> toplevels(const std::vector<ToplevelChange>& batch);
   // The compositor went away: every toplevel is closed.
   std::vector<AppStateChange> toplevelsGone();
-  std::vector<AppStateChange> unit(const std::string& name, AppUnit unit);
+  // cgroup is the unit's control group below the cgroup root ("/user.slice/…"), if known.
+  std::vector<AppStateChange> unit(const std::string& name, AppUnit unit, std::string cgroup = {});
   std::vector<AppStateChange> unitGone(const std::string& name);
   std::vector<AppStateChange> processExited(int32_t pid);
 
   // The applications last reported as not terminated, with their states.
   std::vector<AppStateChange> running() const;
+  // The CPU sources of every application not terminated.
+  std::map<std::string, CpuSources> cpuSources() const;
 
  private:
   AppStateChange derive(const std::string& appId) const;
@@ -77,6 +88,7 @@ class AppRunStates {
 
   std::map<uint64_t, Toplevel> toplevels_;
   std::map<std::string, AppUnit> units_;
+  std::map<std::string, std::string> cgroups_;  // of the units, by name
   std::map<std::string, AppStateChange> reported_;
 };
 

@@ -3,6 +3,7 @@
 #include "platform/linux/apps/linux_applications.h"
 
 #include <sys/inotify.h>
+#include <time.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -26,6 +27,13 @@ using namespace platform;
 namespace {
 
 constexpr char kEverInstalledFile[] = "/apps-installed";
+
+// Time awake: an application is not on screen while the machine sleeps.
+double MonotonicSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
 
 }  // namespace
 
@@ -111,6 +119,12 @@ LinuxApplications::LinuxApplications(EventLoop& loop, Queue& monitorQueue, Queue
       answerQueue_(answerQueue),
       workspaceQueue_(workspaceQueue),
       sources_(std::move(sources)),
+      // The CPU is read while the daemon stores a commit, inside the outputs' lock that the log
+      // takes too: its lines go out from the loop.
+      cpu_(sources_.sysRoot + "/fs/cgroup", sources_.procRoot, MonotonicSeconds,
+           [this](std::string_view line) {
+             loop_.post([this, text = std::string(line)] { sources_.log(text); });
+           }),
       transactions_(PackageFacts{[this](const std::string& package) {
                                    loop_.assertOnLoopThread();
                                    return packages_ ? packages_->appIdsOf(package)
@@ -153,10 +167,11 @@ std::vector<std::string> LinuxApplications::start() {
     loop_.assertOnLoopThread();
     report(states_.processExited(pid));
   });
-  auto unitChanged = [this](const std::string& name, const AppUnit& unit) {
+  auto unitChanged = [this](const std::string& name, const AppUnit& unit,
+                            const std::string& cgroup) {
     loop_.assertOnLoopThread();
     watchPids(unit);
-    report(states_.unit(name, unit));
+    report(states_.unit(name, unit, cgroup));
   };
   auto unitGone = [this](const std::string& name) {
     loop_.assertOnLoopThread();
@@ -168,12 +183,15 @@ std::vector<std::string> LinuxApplications::start() {
   findings.push_back(units.ok() ? "application units: the user manager's"
                                 : "application units: no user manager: " + units.message());
   // A sandbox is the application's unit where no user manager runs it in one.
-  instances_ = std::make_unique<FlatpakInstances>(loop_, sources_.flatpakInstancesDir,
-                                                  sources_.procRoot, unitChanged, unitGone);
+  instances_ = std::make_unique<FlatpakInstances>(
+      loop_, sources_.flatpakInstancesDir, sources_.procRoot,
+      [unitChanged](const std::string& name, const AppUnit& unit) { unitChanged(name, unit, ""); },
+      unitGone);
   const Status instances = instances_->start();
   findings.push_back("flatpak instances: " + (instances.ok() ? "watched" : instances.message()));
 
   findings.push_back(startForeground());
+  cpu_.startedUp();
   return findings;
 }
 
@@ -291,6 +309,8 @@ void LinuxApplications::watchPids(const AppUnit& unit) {
 }
 
 void LinuxApplications::report(const std::vector<AppStateChange>& changes) {
+  // Before the module hears of a change: the CPU until now belongs to the state left.
+  cpu_.update(states_.cpuSources(), changes);
   if (changes.empty()) return;
   std::vector<std::shared_ptr<MonitorCell>> monitors;
   {

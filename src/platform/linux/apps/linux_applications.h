@@ -11,6 +11,7 @@
 #include "platform/applications.h"
 #include "platform/dispatch.h"
 #include "platform/linux/apps/app_catalog.h"
+#include "platform/linux/apps/app_cpu.h"
 #include "platform/linux/apps/app_run_states.h"
 #include "platform/linux/apps/flatpak_instances.h"
 #include "platform/linux/apps/install_notices.h"
@@ -39,6 +40,8 @@ struct ApplicationSources {
   std::string dpkgAdminDir = DefaultDpkgAdminDir();
   std::string apkInstalled = "/lib/apk/db/installed";
   std::string flatpakInstancesDir = DefaultFlatpakInstancesDir();
+  // Takes the sources' lines for the daemon's log.
+  std::function<void(std::string_view)> log = [](std::string_view) {};
 };
 
 class LinuxApplications : public platform::Applications {
@@ -62,6 +65,9 @@ class LinuxApplications : public platform::Applications {
   std::unique_ptr<platform::Registration> addWorkspaceObserver(
       platform::WorkspaceObserver& observer) override;
   platform::ProxyRef proxyForIdentifier(const std::string& bundleIdentifier) override;
+
+  // Each application's CPU and time, foreground and background.
+  platform::CpuUsage& cpuUsage() { return cpu_; }
 
  private:
   class Monitor;
@@ -105,6 +111,8 @@ class LinuxApplications : public platform::Applications {
   Mutex mutex_;
   std::vector<std::shared_ptr<MonitorCell>> monitors_ TL_GUARDED_BY(mutex_);
   std::vector<platform::WorkspaceObserver*> observers_ TL_GUARDED_BY(mutex_);
+
+  AppCpu cpu_;
 
   // Owned by the loop thread.
   AppRunStates states_ TL_GUARDED_BY(loop_);

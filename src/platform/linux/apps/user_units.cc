@@ -123,7 +123,7 @@ void UserUnits::read(const std::string& name, const std::string& path) {
       unit.pidsKnown = true;
     }
   }
-  changed_(name, unit);
+  changed_(name, unit, cgroup);
 }
 
 void UserUnits::refresh() {

@@ -16,7 +16,9 @@ namespace tl::linuxdev {
 
 class UserUnits {
  public:
-  using Changed = std::function<void(const std::string& name, const AppUnit& unit)>;
+  // cgroup is the unit's control group below the root, "" when the manager does not say.
+  using Changed =
+      std::function<void(const std::string& name, const AppUnit& unit, const std::string& cgroup)>;
   using Gone = std::function<void(const std::string& name)>;
   // cgroupRoot is where the unified cgroup hierarchy is mounted (/sys/fs/cgroup).
   UserUnits(sd_bus* sessionBus, std::string cgroupRoot, Changed changed, Gone gone);

@@ -11,19 +11,29 @@ namespace tl::linuxdev {
 
 std::string ReadText(const std::string& path) {
   std::string text;
+  ReadText(path, &text).IgnoreError();
+  return text;
+}
+
+Status ReadText(const std::string& path, std::string* text) {
+  text->clear();
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return text;
+  if (fd < 0) return Status::FromErrno(errno);
   char buffer[16384];
+  Status status;
   for (;;) {
     const ssize_t n = read(fd, buffer, sizeof buffer);
     if (n > 0) {
-      text.append(buffer, static_cast<size_t>(n));
-    } else if (n == 0 || errno != EINTR) {
+      text->append(buffer, static_cast<size_t>(n));
+    } else if (n == 0) {
+      break;
+    } else if (errno != EINTR) {
+      status = Status::FromErrno(errno);
       break;
     }
   }
   close(fd);
-  return text;
+  return status;
 }
 
 bool ReplaceText(const std::string& path, const std::string& text) {

@@ -83,8 +83,12 @@ struct LinuxDevice::Parts {
       dispatch.createSerialQueue("tallyd.activity", QualityOfService::kUtility);
   LinuxApplications applications{
       loop, *appStateQueue, *systemQueue, *workspaceQueue,
-      ApplicationSources{sessionBus.get(), systemBus.get(), options.sysRoot, options.procRoot,
-                         options.stateDirectory}};
+      ApplicationSources{.sessionBus = sessionBus.get(),
+                         .systemBus = systemBus.get(),
+                         .sysRoot = options.sysRoot,
+                         .procRoot = options.procRoot,
+                         .stateDirectory = options.stateDirectory,
+                         .log = [this](std::string_view line) { outputs.write(line); }}};
   // Without a backlight the screen counts as on, as it does for the power side.
   LinuxActivities activities{loop, *activityQueue, options.stateDirectory + "/last-run",
                              [this] { return backlight.screenAsleep(); },
@@ -235,6 +239,7 @@ NotificationCenter& LinuxDevice::notificationCenter() { return parts_->center; }
 DeviceRegistry& LinuxDevice::registry() { return parts_->registry; }
 SystemPower& LinuxDevice::systemPower() { return parts_->registry; }
 Applications& LinuxDevice::applications() { return parts_->applications; }
+CpuUsage& LinuxDevice::cpuUsage() { return parts_->applications.cpuUsage(); }
 ActivityScheduler& LinuxDevice::activities() { return parts_->activities; }
 Kernel& LinuxDevice::kernel() { return parts_->kernel; }
 Environment& LinuxDevice::environment() { return parts_->environment; }

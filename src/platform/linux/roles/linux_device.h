@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/cpu_usage.h"
 #include "platform/linux/roles/settings.h"
 #include "platform/output_sink.h"
 #include "platform/platform.h"
@@ -56,6 +57,8 @@ class LinuxDevice : public platform::Platform {
   platform::DeviceRegistry& registry() override;
   platform::SystemPower& systemPower() override;
   platform::Applications& applications() override;
+  // Not the module's: what the daemon reads of each application's CPU at a power commit.
+  platform::CpuUsage& cpuUsage();
   platform::ActivityScheduler& activities() override;
   platform::Kernel& kernel() override;
   platform::Environment& environment() override;
