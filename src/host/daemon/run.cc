@@ -135,7 +135,12 @@ int Run(const RunOptions& given) {
     throw CommandError(kExitInternal, "cannot start: " + status.message());
   }
   linuxdev::LinuxDevice& machine = *made;
-  sink.inTransaction([&](StatsDaemon&) {
+  // The intervals read the machine's CPU, so they follow it; the module, which makes the power
+  // commits, is loaded after them.
+  std::optional<PowerIntervals> intervals;
+  sink.inTransaction([&](StatsDaemon& daemon) {
+    intervals.emplace(db, &machine.cpuUsage());
+    daemon.recordIntervals(&*intervals);
     StoreMeta meta(db);
     meta.set(kMetaSource, "run");
     meta.set(kMetaTimeZone, SystemTimeZone());

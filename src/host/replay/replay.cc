@@ -138,7 +138,8 @@ class DaemonProcess {
         store_(db_),
         reports_(db_),
         timeline_(db_),
-        daemon_(store_, reports_, &timeline_),
+        intervals_(db_, &device_->cpu()),
+        daemon_(store_, reports_, &timeline_, &intervals_),
         power_(*device_, [this](const TimelineRow& row) { timeline_.add(row); }),
         printer_(stdout),
         progress_(totalLines) {
@@ -231,6 +232,7 @@ class DaemonProcess {
   StatsStore store_;
   DailyReports reports_;
   Timeline timeline_;
+  PowerIntervals intervals_;
   StatsDaemon daemon_;
   PowerTimeline power_;
   OutputPrinter printer_;

@@ -46,6 +46,7 @@ void StatsDaemon::batch(const DeviceMoment& moment, const platform::KeyValues* f
   store_.useDay(DayText(moment.local));
   if (first) {
     for (const auto& [key, value] : *first) fold(key, value);
+    if (intervals_) intervals_->batch(moment, *first);
   }
   if (second) {
     bool histogram = false;

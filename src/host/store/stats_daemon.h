@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/store/daily_reports.h"
+#include "host/store/power_intervals.h"
 #include "host/store/power_timeline.h"
 #include "host/store/stats_store.h"
 #include "host/store/timeline.h"
@@ -34,9 +35,14 @@ inline constexpr int64_t kNotApplicable = -1000000;
 class StatsDaemon : public platform::OutputSink {
  public:
   // Each output is filed under the local day of the moment the device stamped it with.
-  // timeline, when given, receives the thermal steps and the moments daily reports are sent.
-  StatsDaemon(StatsStore& store, DailyReports& reports, Timeline* timeline)
-      : store_(store), reports_(reports), timeline_(timeline) {}
+  // timeline, when given, receives the thermal steps and the moments daily reports are sent;
+  // intervals, when given, each power commit.
+  StatsDaemon(StatsStore& store, DailyReports& reports, Timeline* timeline,
+              PowerIntervals* intervals = nullptr)
+      : store_(store), reports_(reports), timeline_(timeline), intervals_(intervals) {}
+
+  // Starts recording power commits into intervals (before any arrives).
+  void recordIntervals(PowerIntervals* intervals) { intervals_ = intervals; }
 
   void scalar(const DeviceMoment& moment, std::string_view key, int64_t value) override;
   void distribution(const DeviceMoment& moment, std::string_view key, double value) override;
@@ -53,6 +59,7 @@ class StatsDaemon : public platform::OutputSink {
   StatsStore& store_;
   DailyReports& reports_;
   Timeline* timeline_;
+  PowerIntervals* intervals_;
 };
 
 // Whether key is a low-power-mode "24hr" energy key.

@@ -1,0 +1,190 @@
+// PowerIntervals: recognising a power commit, the CPU between two commits, and the two tables.
+#include "host/store/power_intervals.h"
+
+#include <map>
+
+#include "host/store/power_timeline.h"
+#include "platform/statistics_keys.h"
+
+namespace tl::host {
+
+namespace {
+
+Database& WithTables(Database& db) {
+  if (!db.hasTable("power_intervals")) {
+    db.exec(
+        "CREATE TABLE power_intervals (id INTEGER PRIMARY KEY, at REAL NOT NULL, "
+        "day TEXT NOT NULL, utc_offset INTEGER NOT NULL, duration REAL NOT NULL, "
+        "energy REAL NOT NULL, plugged INTEGER NOT NULL, awake INTEGER, screen INTEGER NOT NULL, "
+        "brightness REAL NOT NULL, device_cpu REAL)");
+  }
+  if (!db.hasTable("interval_apps")) {
+    db.exec(
+        "CREATE TABLE interval_apps (interval INTEGER NOT NULL, bundle TEXT NOT NULL, "
+        "foreground_time REAL NOT NULL, background_time REAL NOT NULL, foreground_cpu REAL, "
+        "background_cpu REAL)");
+  }
+  return db;
+}
+
+// A composite state's measure in a commit; 0 when the commit does not carry it.
+double Measure(const platform::KeyValues& keys, const char* state, const char* measure) {
+  const platform::Value* value =
+      platform::Find(keys, std::string(platform::kPowerStateKeyPrefix) + state + "." + measure);
+  return value && value->isNumber() ? value->doubleValue() : 0.0;
+}
+
+// Whether the interval a commit booked was spent in state: it gave the state time or energy.
+bool Spent(const platform::KeyValues& keys, const char* state) {
+  return Measure(keys, state, "duration") != 0 || Measure(keys, state, "energy") != 0;
+}
+
+std::optional<double> Difference(std::optional<double> now, std::optional<double> before) {
+  if (!now || !before || *now < *before) return std::nullopt;
+  return *now - *before;
+}
+
+// What each application did between two readings; an application the first reading did not
+// know started at 0 after it (the ledger counts from its own start).
+std::vector<IntervalApp> AppsBetween(const platform::CpuUse& now, const platform::CpuUse& before) {
+  std::vector<IntervalApp> apps;
+  const platform::AppUse zero;
+  for (const auto& [bundle, use] : now.apps) {
+    auto it = before.apps.find(bundle);
+    const platform::AppUse& last = it == before.apps.end() ? zero : it->second;
+    IntervalApp app;
+    app.bundle = bundle;
+    app.foregroundSeconds = use.foregroundSeconds - last.foregroundSeconds;
+    app.backgroundSeconds = use.backgroundSeconds - last.backgroundSeconds;
+    if (use.unknownCpu == last.unknownCpu) {
+      app.foregroundCpu = use.foregroundCpu - last.foregroundCpu;
+      app.backgroundCpu = use.backgroundCpu - last.backgroundCpu;
+    }
+    const bool used = app.foregroundSeconds > 0 || app.backgroundSeconds > 0 ||
+                      !app.foregroundCpu || *app.foregroundCpu > 0 || *app.backgroundCpu > 0;
+    if (used) apps.push_back(std::move(app));
+  }
+  return apps;
+}
+
+}  // namespace
+
+PowerIntervals::PowerIntervals(Database& db, platform::CpuUsage* cpu)
+    : db_(WithTables(db)),
+      cpu_(cpu),
+      insertInterval_(db.prepare(
+          "INSERT INTO power_intervals (at, day, utc_offset, duration, energy, plugged, awake, "
+          "screen, brightness, device_cpu) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)")),
+      insertApp_(db.prepare(
+          "INSERT INTO interval_apps (interval, bundle, foreground_time, background_time, "
+          "foreground_cpu, background_cpu) VALUES (?1, ?2, ?3, ?4, ?5, ?6)")) {}
+
+void PowerIntervals::batch(const platform::DeviceMoment& moment, const platform::KeyValues& keys) {
+  const platform::Value* setting = platform::Find(keys, platform::kBacklightUserSettingKey);
+  if (!setting ||
+      !platform::Find(keys, std::string(platform::kPowerStateKeyPrefix) + "unplugged.duration")) {
+    return;  // not a power commit
+  }
+  const double brightness = setting->doubleValue();
+  const bool unplugged = Spent(keys, "unplugged");
+  if (!unplugged && !Spent(keys, "pluggedin")) {
+    if (!lastCpu_ && cpu_) lastCpu_ = cpu_->read();
+    lastBrightness_ = brightness;
+    return;
+  }
+  PowerInterval interval;
+  interval.at = moment.wallClock;
+  interval.day = DayText(moment.local);
+  interval.utcOffset = moment.local.utcOffsetSeconds;
+  const char* total = unplugged ? "unplugged" : "pluggedin";
+  interval.duration = Measure(keys, total, "duration");
+  interval.energy = Measure(keys, total, "energy");
+  interval.plugged = !unplugged;
+  if (unplugged) interval.awake = Spent(keys, "unplugged_awake");
+  interval.screen = Spent(keys, unplugged ? "unplugged_screen_on" : "pluggedin_screen_on");
+  interval.brightness = lastBrightness_.value_or(brightness);
+  if (cpu_) {
+    platform::CpuUse now = cpu_->read();
+    if (lastCpu_) {
+      interval.deviceCpu = Difference(now.deviceCpu, lastCpu_->deviceCpu);
+      interval.apps = AppsBetween(now, *lastCpu_);
+    }
+    lastCpu_ = std::move(now);
+  }
+  lastBrightness_ = brightness;
+  write(interval);
+}
+
+void PowerIntervals::write(const PowerInterval& interval) {
+  insertInterval_.bind(1, interval.at).bind(2, interval.day);
+  insertInterval_.bind(3, int64_t{interval.utcOffset}).bind(4, interval.duration);
+  insertInterval_.bind(5, interval.energy).bind(6, int64_t{interval.plugged});
+  if (interval.awake) {
+    insertInterval_.bind(7, int64_t{*interval.awake});
+  } else {
+    insertInterval_.bindNull(7);
+  }
+  insertInterval_.bind(8, int64_t{interval.screen}).bind(9, interval.brightness);
+  if (interval.deviceCpu) {
+    insertInterval_.bind(10, *interval.deviceCpu);
+  } else {
+    insertInterval_.bindNull(10);
+  }
+  insertInterval_.run();
+  const int64_t id = db_.lastInsertRowid();
+  for (const IntervalApp& app : interval.apps) {
+    insertApp_.bind(1, id).bind(2, app.bundle).bind(3, app.foregroundSeconds);
+    insertApp_.bind(4, app.backgroundSeconds);
+    if (app.foregroundCpu) {
+      insertApp_.bind(5, *app.foregroundCpu).bind(6, *app.backgroundCpu);
+    } else {
+      insertApp_.bindNull(5).bindNull(6);
+    }
+    insertApp_.run();
+  }
+}
+
+std::vector<PowerInterval> ReadPowerIntervals(Database& db) {
+  std::vector<PowerInterval> intervals;
+  if (!db.hasTable("power_intervals")) return intervals;
+  std::map<int64_t, size_t> byId;
+  Statement rows = db.prepare(
+      "SELECT id, at, day, utc_offset, duration, energy, plugged, awake, screen, brightness, "
+      "device_cpu FROM power_intervals ORDER BY at, id");
+  while (rows.row()) {
+    PowerInterval interval;
+    interval.id = rows.columnInt64(0);
+    interval.at = rows.columnNumber(1);
+    interval.day = rows.columnText(2);
+    interval.utcOffset = static_cast<int32_t>(rows.columnNumber(3));
+    interval.duration = rows.columnNumber(4);
+    interval.energy = rows.columnNumber(5);
+    interval.plugged = rows.columnNumber(6) != 0;
+    if (rows.columnType(7) != SQLITE_NULL) interval.awake = rows.columnNumber(7) != 0;
+    interval.screen = rows.columnNumber(8) != 0;
+    interval.brightness = rows.columnNumber(9);
+    if (rows.columnType(10) != SQLITE_NULL) interval.deviceCpu = rows.columnNumber(10);
+    byId[interval.id] = intervals.size();
+    intervals.push_back(std::move(interval));
+  }
+  if (!db.hasTable("interval_apps")) return intervals;
+  Statement apps = db.prepare(
+      "SELECT interval, bundle, foreground_time, background_time, foreground_cpu, "
+      "background_cpu FROM interval_apps ORDER BY rowid");
+  while (apps.row()) {
+    auto it = byId.find(apps.columnInt64(0));
+    if (it == byId.end()) continue;
+    IntervalApp app;
+    app.bundle = apps.columnText(1);
+    app.foregroundSeconds = apps.columnNumber(2);
+    app.backgroundSeconds = apps.columnNumber(3);
+    if (apps.columnType(4) != SQLITE_NULL && apps.columnType(5) != SQLITE_NULL) {
+      app.foregroundCpu = apps.columnNumber(4);
+      app.backgroundCpu = apps.columnNumber(5);
+    }
+    intervals[it->second].apps.push_back(std::move(app));
+  }
+  return intervals;
+}
+
+}  // namespace tl::host
