@@ -187,6 +187,49 @@
     }), columns, element);
   }
 
+  // Each day's drain as a bar of its parts (estimated): the apps that used the most over the
+  // days shown, the rest of the apps together, the device's own parts, and what is unexplained.
+  function drawAppEnergy() {
+    var element = document.getElementById("chart-app-energy");
+    var table = data.tables.app_energy;
+    if (!element || !table || table.rows.length === 0) return;
+    var days = data.days, byApp = {};
+    table.rows.forEach(function (r) {
+      if (r.app.charAt(0) !== "(") byApp[r.app] = (byApp[r.app] || 0) + (r.energy_mWh || 0);
+    });
+    var top = Object.keys(byApp).sort(function (a, b) { return byApp[b] - byApp[a]; }).slice(0, 6);
+    var parts = top.concat(["other apps", "device (awake, standby, system CPU, screen)", "unattributed"]);
+    function partOf(app) {
+      if (top.indexOf(app) >= 0) return app;
+      if (app === "(unattributed)") return "unattributed";
+      return app.charAt(0) === "(" ? parts[parts.length - 2] : "other apps";
+    }
+    var mwh = parts.map(function () { return days.map(function () { return 0; }); });
+    table.rows.forEach(function (r) {
+      var d = days.indexOf(r.day);
+      if (d >= 0 && r.energy_mWh != null) mwh[parts.indexOf(partOf(r.app))][d] += r.energy_mWh;
+    });
+    // Stacked as running totals, the first part at the bottom.
+    var totals = [], sum = days.map(function () { return 0; });
+    mwh.forEach(function (m) { sum = sum.map(function (s, i) { return s + m[i]; }); totals.push(sum.slice()); });
+    var series = [], columns = [days.map(function (_, i) { return i; })];
+    for (var p = parts.length - 1; p >= 0; p--) {
+      (function (p) {
+        series.push({ label: parts[p], fill: COLOURS[p % COLOURS.length], stroke: COLOURS[p % COLOURS.length],
+                      paths: uPlot.paths.bars({ size: [0.6, 80] }),
+                      value: function (u, v, s, i) { return i == null ? "" : mwh[p][i].toFixed(0) + " mWh"; } });
+      })(p);
+      columns.push(totals[p]);
+    }
+    new uPlot(watched("chart-app-energy", {
+      title: "Battery use by app, by day (mWh, estimated)", width: width, height: 280,
+      scales: { x: { time: false, range: [-0.5, days.length - 0.5] } },
+      axes: [{ values: function (u, ticks) { return ticks.map(function (t) { return days[t] || ""; }); },
+               splits: function () { return days.map(function (_, i) { return i; }); } }, {}],
+      series: [{ label: "day", value: function (u, v) { return v == null ? "" : days[v]; } }].concat(series)
+    }), columns, element);
+  }
+
   function sortable() {
     document.querySelectorAll("table.sortable").forEach(function (table) {
       table.querySelectorAll("th").forEach(function (th, column) {
@@ -226,7 +269,7 @@
     });
   }
 
-  [drawTimeline, drawStates, drawBrightness, sortable, downloads].forEach(function (step) {
+  [drawTimeline, drawStates, drawAppEnergy, drawBrightness, sortable, downloads].forEach(function (step) {
     try { step(); } catch (e) { health.errors.push(step.name + ": " + e.message); }
   });
   publish();

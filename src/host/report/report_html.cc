@@ -180,6 +180,9 @@ std::string RenderHtml(const Report& report) {
     out += Section("states", "Time and energy per power state",
                    "<div class=\"chart\" id=\"chart-states\"></div>\n" +
                        TableSection(report, "states", false));
+    out += Section("battery-use", "Battery use by app",
+                   TableSection(report, "app_energy", true,
+                                "<div class=\"chart\" id=\"chart-app-energy\"></div>\n"));
     out += Section("apps", "Applications", TableSection(report, "apps", true));
     out +=
         Section("details", "Wakes, brightness, low-power mode, thermal level and network",

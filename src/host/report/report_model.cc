@@ -12,6 +12,7 @@
 
 #include "base/saturated_cast.h"
 #include "host/exit_codes.h"
+#include "host/report/report_energy.h"
 #include "host/store/stats_daemon.h"
 #include "host/store/timeline.h"
 #include "host/version.h"
@@ -238,7 +239,7 @@ namespace {
 // zone its days are local to, and each day's last battery reading.
 struct Sources {
   Sources(Database& db, const date::time_zone* z)
-      : keys(db), rows(ReadTimeline(db)), running(RunningStretches(rows)), zone(z) {
+      : keys(db), rows(ReadTimeline(db)), running(RunningStretches(rows)), zone(z), energy(db) {
     // The last battery reading of each day: its level, and its capacity in mWh for percentages.
     for (const TimelineRow& row : rows) {
       if (row.maxCapacity && row.voltage) lastBattery[row.day] = &row;
@@ -252,6 +253,7 @@ struct Sources {
   const std::vector<TimelineRow> rows;
   const std::vector<std::pair<double, double>> running;
   const date::time_zone* zone;
+  const EnergyView energy;
   std::map<std::string, const TimelineRow*> lastBattery;
 };
 
@@ -408,7 +410,9 @@ Table DaysTable() {
                   Col("battery_level_pct", "last battery level", Kind::kPercent, "%"),
                   Col("top_app", "top app", Kind::kText),
                   Col("top_app_active_s", "top app active", Kind::kDuration, "s"),
-                  Col("recorded_s", "recorded", Kind::kDuration, "s")};
+                  Col("recorded_s", "recorded", Kind::kDuration, "s"),
+                  Col("top_app_by_energy", "top app by energy", Kind::kText),
+                  Col("top_app_energy_mWh", "its energy (est.)", Kind::kEnergy, "mWh")};
   return days;
 }
 
@@ -434,6 +438,7 @@ std::vector<Cell> DayCard(const Sources& in, const std::string& day) {
       top = &entry;
     }
   }
+  const auto byEnergy = in.energy.topApp(day);
   return {day,
           Maybe(onBattery),
           Maybe(drain),
@@ -450,7 +455,9 @@ std::vector<Cell> DayCard(const Sources& in, const std::string& day) {
           Maybe(level),
           top ? Cell(top->first) : Cell(),
           top ? Cell(top->second.values[0]) : Cell(),
-          in.rows.empty() ? Cell() : Cell(in.recordedOn(day))};
+          in.rows.empty() ? Cell() : Cell(in.recordedOn(day)),
+          byEnergy ? Cell(byEnergy->first) : Cell(),
+          byEnergy ? Cell(byEnergy->second) : Cell()};
 }
 
 Table StatesTable(const Sources& in, const std::vector<std::string>& days) {
@@ -689,6 +696,7 @@ Report BuildReport(Database& db, const ReportOptions& options) {
   report.tables = {std::move(days),
                    StatesTable(in, shown),
                    AppsTable(in.keys, shown),
+                   AppEnergyTable(in.energy, shown),
                    WakesTable(in.keys, shown),
                    BrightnessTable(in.keys, shown),
                    SettingTable(in.keys, shown),

@@ -108,6 +108,55 @@ std::string Grid(const std::vector<std::string>& headers, const std::vector<bool
   return out;
 }
 
+// A grid that fits the width with its text columns readable: when they would be cut below
+// kLeastText characters, the other columns are shown in two grids, each with the text columns.
+constexpr size_t kLeastText = 20;
+
+std::string Fitted(const std::vector<std::string>& headers, const std::vector<bool>& left,
+                   const std::vector<std::vector<std::string>>& rows) {
+  size_t total = 0, text = 0;
+  std::vector<size_t> numbers;
+  for (size_t c = 0; c < headers.size(); ++c) {
+    size_t width = headers[c].size();
+    for (const auto& row : rows) width = std::max(width, row[c].size());
+    total += width + 2;
+    if (left[c]) {
+      text += width;
+    } else {
+      numbers.push_back(c);
+    }
+  }
+  if (total <= kWidth || text - std::min(text, total - kWidth) >= kLeastText ||
+      numbers.size() < 4) {
+    return Grid(headers, left, rows);
+  }
+  std::string out;
+  const size_t half = (numbers.size() + 1) / 2;
+  for (size_t part = 0; part < 2; ++part) {
+    std::vector<size_t> shown;
+    for (size_t c = 0; c < headers.size(); ++c) {
+      const size_t at = std::find(numbers.begin(), numbers.end(), c) - numbers.begin();
+      if (left[c] || (part == 0 ? at < half : at >= half && at < numbers.size())) {
+        shown.push_back(c);
+      }
+    }
+    std::vector<std::string> someHeaders;
+    std::vector<bool> someLeft;
+    for (size_t c : shown) {
+      someHeaders.push_back(headers[c]);
+      someLeft.push_back(left[c]);
+    }
+    std::vector<std::vector<std::string>> someRows;
+    for (const auto& row : rows) {
+      std::vector<std::string> cells;
+      for (size_t c : shown) cells.push_back(row[c]);
+      someRows.push_back(std::move(cells));
+    }
+    out += Grid(someHeaders, someLeft, someRows);
+  }
+  return out;
+}
+
 // A table of the days transposed: one line per measure, one column per day, for the cards.
 std::string Cards(const Table& table) {
   std::string out;
@@ -145,7 +194,7 @@ std::string ByDay(const Table& table) {
   std::string day;
   std::vector<std::vector<std::string>> rows;
   auto flush = [&] {
-    if (!rows.empty()) out += "-- " + day + "\n" + Grid(headers, left, rows);
+    if (!rows.empty()) out += "-- " + day + "\n" + Fitted(headers, left, rows);
     rows.clear();
   };
   for (const auto& row : table.rows) {

@@ -9,9 +9,11 @@ $TOPLEVEL_CLIENT names the test client. Without sway the test is skipped, except
 """
 
 import glob
+import json
 import os
 import shutil
 import signal
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -102,9 +104,11 @@ class App(Client):
         self.unit = 'app-gnome-%s-%d.scope' % (app_id, self.process.pid)
         self.path = UNIT_PREFIX + self.unit.replace('.', '_').replace('-', '_')
         cgroup = '/user.slice/user-1000.slice/user@1000.service/app.slice/' + self.unit
-        os.makedirs(os.path.join(test.sys, 'fs/cgroup' + cgroup))
-        with open(os.path.join(test.sys, 'fs/cgroup' + cgroup, 'cgroup.procs'), 'w') as f:
+        self.cgroup = os.path.join(test.sys, 'fs/cgroup' + cgroup)
+        os.makedirs(self.cgroup)
+        with open(os.path.join(self.cgroup, 'cgroup.procs'), 'w') as f:
             f.write('%d\n' % self.process.pid)
+        self.cpu(0)
         test.systemd_obj.AddMockUnit(self.unit, dbus_interface=dbusmock.MOCK_IFACE)
         unit = test.session.get_object(SYSTEMD, self.path)
         unit.AddProperty(SCOPE, 'ControlGroup', cgroup, dbus_interface=dbusmock.MOCK_IFACE)
@@ -116,6 +120,15 @@ class App(Client):
     def exit(self):
         self.process.stdin.close()
         self.process.wait()
+
+    def cpu(self, seconds):
+        """The CPU its cgroup has used, as the kernel's cpu.stat says it."""
+        self.cpu_stat('usage_usec %d\nuser_usec %d\nsystem_usec 0\n'
+                      % (seconds * 1e6, seconds * 1e6))
+
+    def cpu_stat(self, text):
+        with open(os.path.join(self.cgroup, 'cpu.stat'), 'w') as f:
+            f.write(text)
 
 
 class AppsTest(DaemonTest):
@@ -242,6 +255,81 @@ class AppsTest(DaemonTest):
         foreground = [(b, s) for b, s, _ in self.events()]
         self.assertEqual(foreground.count(('org.example.Maps', 8)), 1)
         self.assertEqual(self.stop_daemon(), 0)
+
+    def intervals(self):
+        with sqlite3.connect(self.db, timeout=10) as db:
+            return db.execute('SELECT id, duration, energy, plugged, awake, screen, brightness '
+                              'FROM power_intervals ORDER BY id').fetchall()
+
+    def interval_apps(self):
+        with sqlite3.connect(self.db, timeout=10) as db:
+            return db.execute('SELECT interval, bundle, foreground_time, foreground_cpu, '
+                              'background_cpu FROM interval_apps ORDER BY interval, bundle'
+                              ).fetchall()
+
+    def test_battery_use_by_app(self):
+        self.start_daemon()
+        notes = self.open_app('org.example.Notes')
+        self.wait_for_value('appLaunchCount.org.example.Notes', 1)
+        # Notes uses 3 s of CPU on screen; the battery then shows 100 mAh less at 3.8 V: 380 mWh.
+        notes.cpu(3)
+        time.sleep(1.1)
+        self.change(self.battery, charge_now=2900000)
+        wait_until(lambda: len(self.intervals()) == 1, what='the first interval')
+        # Maps takes the screen; Notes uses 2 s more in the background, Maps 1.5 s in front.
+        maps = self.open_app('org.example.Maps')
+        self.wait_for_value('appLaunchCount.org.example.Maps', 1)
+        notes.cpu(5)
+        maps.cpu(1.5)
+        time.sleep(1.1)
+        self.change(self.battery, charge_now=2800000)
+        wait_until(lambda: len(self.intervals()) == 2, what='the second interval')
+        # Notes's cpu.stat holds garbage: its CPU in the third interval is not known.
+        notes.cpu_stat('usage_usec garbage\n')
+        time.sleep(1.1)
+        self.change(self.battery, charge_now=2700000)
+        wait_until(lambda: len(self.intervals()) == 3, what='the third interval')
+        said = ('cpu: /sys/fs/cgroup/user.slice/user-1000.slice/user@1000.service/app.slice/'
+                + notes.unit + '/cpu.stat: no CPU time in it; its application\'s CPU until the '
+                'next reading is not known')
+        wait_until(lambda: said in self.stderr(), what='the line on the unreadable counter')
+        self.assertEqual(self.stop_daemon(), 0)
+
+        intervals = self.intervals()
+        self.assertEqual([row[2:] for row in intervals], [(380.0, 0, 1, 1, 50.0)] * 3)
+        apps = self.interval_apps()
+        by = {(i, bundle): (fg, cpu_fg, cpu_bg) for i, bundle, fg, cpu_fg, cpu_bg in apps}
+        first, second, third = (row[0] for row in intervals)
+        self.assertEqual(by[(first, 'org.example.Notes')][1:], (3.0, 0.0))
+        self.assertEqual(by[(second, 'org.example.Notes')][1:], (0.0, 2.0))
+        self.assertEqual(by[(second, 'org.example.Maps')][1:], (1.5, 0.0))
+        self.assertEqual(by[(third, 'org.example.Notes')][1:], (None, None))
+
+        # Too little history for a fit: the default powers, a CPU second costing 5000/3600 mWh
+        # and the full screen 3000 mW, at half brightness here.
+        report = json.loads(subprocess.run([TALLYD, 'report', '--db', self.db, '--format',
+                                            'json'], check=True, capture_output=True,
+                                           text=True).stdout)
+        table = report['tables']['app_energy']
+        self.assertIn('Default powers', table['note'])
+        rows = {row['app']: row for row in table['rows']}
+        cpu_second = 5000 / 3600
+        notes_row, maps_row = rows['org.example.Notes'], rows['org.example.Maps']
+        self.assertAlmostEqual(notes_row['cpu_mWh'], 5 * cpu_second, places=2)
+        self.assertIsNone(notes_row['cpu_foreground_s'])  # one interval's CPU is unknown
+        self.assertAlmostEqual(maps_row['cpu_mWh'], 1.5 * cpu_second, places=2)
+        self.assertEqual(maps_row['cpu_foreground_s'], 1.5)
+        # The screen goes to the app in front by its time there, within each interval.
+        screen = {'org.example.Notes': 0.0, 'org.example.Maps': 0.0}
+        for interval, duration, *_ in intervals:
+            shares = [(b, fg) for (i, b), (fg, _, _) in by.items() if i == interval]
+            base = max(duration, sum(fg for _, fg in shares))
+            for bundle, fg in shares:
+                screen[bundle] += 3000 * duration * 0.5 / 3600 * fg / base
+        for bundle, energy in screen.items():
+            self.assertAlmostEqual(rows[bundle]['screen_mWh'], energy, places=2)
+        self.assertAlmostEqual(sum(row['energy_mWh'] for row in table['rows']), 3 * 380,
+                               delta=0.01)
 
     def test_flatpak_installs_schedule_and_report(self):
         os.makedirs(self.state('last-run'))
