@@ -52,17 +52,30 @@ void AppCpuLedger::addCpu(const std::string& app, double seconds, double at) {
 void AppCpuLedger::unknownCpu(const std::string& app, double at) {
   App& entry = apps_[app];
   bookTime(entry, at);
-  ++entry.use.unknownCpu;
+  entry.use.cpuUnknown = true;
 }
 
-std::map<std::string, AppUse> AppCpuLedger::use(double at) const {
-  std::map<std::string, AppUse> use;
-  for (const auto& [name, app] : apps_) {
-    App booked = app;
-    bookTime(booked, at);
-    use.emplace(name, booked.use);
+void AppCpuLedger::take(double at, std::vector<AppUse>* apps) {
+  size_t count = 0;
+  for (auto& [name, app] : apps_) {
+    bookTime(app, at);
+    AppUse& use = app.use;
+    if (use.foregroundSeconds == 0 && use.foregroundCpu == 0 && use.backgroundCpu == 0 &&
+        !use.cpuUnknown) {
+      use.backgroundSeconds = 0;  // idle in the background: nothing to tell
+      continue;
+    }
+    if (apps->size() <= count) apps->emplace_back();
+    AppUse& out = (*apps)[count++];
+    out.app.assign(name);  // the storage of an earlier reading is reused
+    out.foregroundSeconds = use.foregroundSeconds;
+    out.backgroundSeconds = use.backgroundSeconds;
+    out.foregroundCpu = use.foregroundCpu;
+    out.backgroundCpu = use.backgroundCpu;
+    out.cpuUnknown = use.cpuUnknown;
+    use = AppUse();
   }
-  return use;
+  apps->resize(count);
 }
 
 }  // namespace tl::platform

@@ -32,12 +32,14 @@ class AppCpuLedger {
   void addCpu(const std::string& app, double seconds, double at);
   // A reading of app's CPU failed at at: its CPU since the last reading is not known.
   void unknownCpu(const std::string& app, double at);
-  // Every application's use up to at.
-  std::map<std::string, AppUse> use(double at) const;
+  // What each application did since the last call, up to at, into *apps (reusing its storage):
+  // those that were in the foreground, used CPU or could not be read. Walks every application
+  // but allocates only for one it has not seen before.
+  void take(double at, std::vector<AppUse>* apps);
 
  private:
   struct App {
-    AppUse use;
+    AppUse use;  // since the last take
     uint32_t state = 0;
     uint32_t lastRunning = 0;  // the last state it ran in
     double since = 0;          // when the time in state was last booked

@@ -3,38 +3,41 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tl::platform {
 
-// One application's use since the device began keeping count, split by whether it was in the
-// foreground (on screen) or running in the background.
+// What one application did since the last reading, split by whether it was in the foreground
+// (on screen) or running in the background.
 struct AppUse {
+  std::string app;               // its identifier
   double foregroundSeconds = 0;  // wall-clock time in the foreground
   double backgroundSeconds = 0;  // wall-clock time running in the background
   double foregroundCpu = 0;      // CPU seconds used while in the foreground
   double backgroundCpu = 0;      // CPU seconds used while in the background
-  // How many of its CPU readings failed or went backwards: when it grows between two readings,
-  // the application's CPU between them is not known.
-  uint64_t unknownCpu = 0;
+  // A reading of its CPU failed or went backwards: its CPU since the last reading is not known.
+  bool cpuUnknown = false;
 
   friend bool operator==(const AppUse&, const AppUse&) = default;
 };
 
 struct CpuUse {
-  std::map<std::string, AppUse> apps;  // by application identifier
-  // The CPU seconds of the whole device since its own count began (apps included); nullopt
-  // when it cannot be read.
+  // The applications that were in the foreground, used CPU or could not be read, by identifier.
+  std::vector<AppUse> apps;
+  // The CPU seconds of the whole device (apps included); nullopt when it cannot be read.
   std::optional<double> deviceCpu;
 };
 
-// Not a role of the module's: the daemon asks it. Safe to call from any queue.
+// Not a role of the module's: the daemon asks it, one reader at a time. Safe to call from any
+// queue.
 class CpuUsage {
  public:
   virtual ~CpuUsage() = default;
-  virtual CpuUse read() = 0;
+  // What each application did since the last reading (since the device began counting, the
+  // first time), into *use, whose storage is reused; the device's CPU is cumulative.
+  virtual void read(CpuUse* use) = 0;
 };
 
 }  // namespace tl::platform

@@ -1,5 +1,6 @@
 // The ledger books CPU to the state an application was in when its counter was read, and its
-// time to the state it was in while the time passed.
+// time to the state it was in while the time passed; each reading tells what happened since the
+// one before, for the applications that did something.
 #include "platform/app_cpu_ledger.h"
 
 #include <gtest/gtest.h>
@@ -22,13 +23,17 @@ TEST(AppCpuLedgerTest, BooksCpuAndTimeToForegroundAndBackground) {
   ledger.addCpu("a", 0.5, 260);
   ledger.unknownCpu("b", 240);  // a reading that failed: counted, nothing booked
 
-  const auto use = ledger.use(300);
-  EXPECT_EQ(use.at("a"), (AppUse{60 + 20, 70, 3 + 0.5, 1.5, 0}));
-  EXPECT_EQ(use.at("b"), (AppUse{0, 0, 0, 0, 1}));
-  // Reading the use books time up to then without moving the ledger on.
-  ledger.state("c", 4, 290);
-  EXPECT_EQ(ledger.use(300).at("c").backgroundSeconds, 10);
-  EXPECT_EQ(ledger.use(310).at("c").backgroundSeconds, 20);
+  ledger.state("c", 4, 290);  // idle in the background: nothing to tell
+
+  std::vector<AppUse> use;
+  ledger.take(300, &use);
+  EXPECT_EQ(
+      use, (std::vector<AppUse>{{"a", 60 + 20, 70, 3 + 0.5, 1.5, false}, {"b", 0, 0, 0, 0, true}}));
+  // Each reading tells what happened since the one before; c's CPU comes with its time behind.
+  ledger.addCpu("c", 2, 320);
+  ledger.state("d", 8, 330);
+  ledger.take(340, &use);
+  EXPECT_EQ(use, (std::vector<AppUse>{{"c", 0, 40, 0, 2, false}, {"d", 10, 0, 0, 0, false}}));
 }
 
 TEST(AppCpuLedgerTest, ACounterThatGoesBackStartsAgainWithoutAGain) {

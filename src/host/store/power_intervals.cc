@@ -44,25 +44,25 @@ std::optional<double> Difference(std::optional<double> now, std::optional<double
   return *now - *before;
 }
 
-// What each application did between two readings; an application the first reading did not
-// know started at 0 after it (the ledger counts from its own start).
-std::vector<IntervalApp> AppsBetween(const platform::CpuUse& now, const platform::CpuUse& before) {
+// The applications of a reading that matter to the interval: those that used the CPU (or whose
+// CPU is unknown), and those in front while the screen was on.
+std::vector<IntervalApp> AppsOf(const platform::CpuUse& reading, bool screen) {
   std::vector<IntervalApp> apps;
-  const platform::AppUse zero;
-  for (const auto& [bundle, use] : now.apps) {
-    auto it = before.apps.find(bundle);
-    const platform::AppUse& last = it == before.apps.end() ? zero : it->second;
+  for (const platform::AppUse& use : reading.apps) {
+    // An app that used no CPU costs nothing but its time on a lit screen: rows are kept for
+    // what can be attributed.
+    const bool used = (screen && use.foregroundSeconds > 0) || use.cpuUnknown ||
+                      use.foregroundCpu > 0 || use.backgroundCpu > 0;
+    if (!used) continue;
     IntervalApp app;
-    app.bundle = bundle;
-    app.foregroundSeconds = use.foregroundSeconds - last.foregroundSeconds;
-    app.backgroundSeconds = use.backgroundSeconds - last.backgroundSeconds;
-    if (use.unknownCpu == last.unknownCpu) {
-      app.foregroundCpu = use.foregroundCpu - last.foregroundCpu;
-      app.backgroundCpu = use.backgroundCpu - last.backgroundCpu;
+    app.bundle = use.app;
+    app.foregroundSeconds = use.foregroundSeconds;
+    app.backgroundSeconds = use.backgroundSeconds;
+    if (!use.cpuUnknown) {
+      app.foregroundCpu = use.foregroundCpu;
+      app.backgroundCpu = use.backgroundCpu;
     }
-    const bool used = app.foregroundSeconds > 0 || app.backgroundSeconds > 0 ||
-                      !app.foregroundCpu || *app.foregroundCpu > 0 || *app.backgroundCpu > 0;
-    if (used) apps.push_back(std::move(app));
+    apps.push_back(std::move(app));
   }
   return apps;
 }
@@ -88,7 +88,11 @@ void PowerIntervals::batch(const platform::DeviceMoment& moment, const platform:
   const double brightness = setting->doubleValue();
   const bool unplugged = Spent(keys, "unplugged");
   if (!unplugged && !Spent(keys, "pluggedin")) {
-    if (!lastCpu_ && cpu_) lastCpu_ = cpu_->read();
+    if (!counting_ && cpu_) {
+      cpu_->read(&reading_);
+      lastDeviceCpu_ = reading_.deviceCpu;
+      counting_ = true;
+    }
     lastBrightness_ = brightness;
     return;
   }
@@ -104,12 +108,13 @@ void PowerIntervals::batch(const platform::DeviceMoment& moment, const platform:
   interval.screen = Spent(keys, unplugged ? "unplugged_screen_on" : "pluggedin_screen_on");
   interval.brightness = lastBrightness_.value_or(brightness);
   if (cpu_) {
-    platform::CpuUse now = cpu_->read();
-    if (lastCpu_) {
-      interval.deviceCpu = Difference(now.deviceCpu, lastCpu_->deviceCpu);
-      interval.apps = AppsBetween(now, *lastCpu_);
+    cpu_->read(&reading_);
+    if (counting_) {
+      interval.deviceCpu = Difference(reading_.deviceCpu, lastDeviceCpu_);
+      interval.apps = AppsOf(reading_, interval.screen);
     }
-    lastCpu_ = std::move(now);
+    lastDeviceCpu_ = reading_.deviceCpu;
+    counting_ = true;
   }
   lastBrightness_ = brightness;
   write(interval);

@@ -59,7 +59,9 @@ class PowerIntervals {
   platform::CpuUsage* cpu_;
   Statement insertInterval_;
   Statement insertApp_;
-  std::optional<platform::CpuUse> lastCpu_;
+  bool counting_ = false;     // the device's count was read once: the next reading is a difference
+  platform::CpuUse reading_;  // reused: its storage outlives each commit
+  std::optional<double> lastDeviceCpu_;
   std::optional<double> lastBrightness_;
 };
 

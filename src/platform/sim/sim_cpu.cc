@@ -29,8 +29,9 @@ void SimCpu::setCounters(const std::map<std::string, double>& apps, std::optiona
   if (total) state_.totalCpu = *total;
 }
 
-platform::CpuUse SimCpu::read() {
-  return {ledger_.use(scheduler_.elapsedSeconds()), state_.totalCpu};
+void SimCpu::read(platform::CpuUse* use) {
+  ledger_.take(scheduler_.elapsedSeconds(), &use->apps);
+  use->deviceCpu = state_.totalCpu;
 }
 
 }  // namespace tl::sim

@@ -27,7 +27,7 @@ class SimCpu : public platform::CpuUsage {
   // device.
   void setCounters(const std::map<std::string, double>& apps, std::optional<double> total);
 
-  platform::CpuUse read() override;
+  void read(platform::CpuUse* use) override;
 
  private:
   DeviceState& state_;

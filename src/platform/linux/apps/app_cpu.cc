@@ -152,28 +152,26 @@ void AppCpu::fault(const std::string& source, const std::string& why) {
   }
 }
 
-platform::CpuUse AppCpu::read() {
+void AppCpu::read(platform::CpuUse* use) {
   const double now = now_();
   std::string stat;
   const Status read = ReadText(procRoot_ + "/stat", &stat);
-  platform::CpuUse use;
-  if (read.ok()) use.deviceCpu = DeviceCpuSeconds(stat, ticksPerSecond_);
+  use->deviceCpu = read.ok() ? DeviceCpuSeconds(stat, ticksPerSecond_) : std::nullopt;
   std::vector<std::string> lines;
   {
     MutexLock lock(mutex_);
     for (const auto& [app, names] : sources_) readApp(app, now);
-    use.apps = ledger_.use(now);
-    if (!use.deviceCpu && faulty_.insert("device").second) {
+    ledger_.take(now, &use->apps);
+    if (!use->deviceCpu && faulty_.insert("device").second) {
       lines_.push_back("cpu: " + procRoot_ +
                        "/stat: " + (read.ok() ? "no cpu line" : read.message()) +
                        "; the CPU used outside applications is not known");
-    } else if (use.deviceCpu) {
+    } else if (use->deviceCpu) {
       faulty_.erase("device");
     }
     lines.swap(lines_);
   }
   for (const std::string& line : lines) log_(line);
-  return use;
 }
 
 }  // namespace tl::linuxdev

@@ -41,7 +41,7 @@ class AppCpu : public platform::CpuUsage {
   // What the sources were at the daemon's start is known: units found later are new.
   void startedUp();
 
-  platform::CpuUse read() override;
+  void read(platform::CpuUse* use) override;
 
  private:
   // Reads every source of app and books what they gained.
