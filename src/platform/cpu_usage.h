@@ -38,6 +38,10 @@ class CpuUsage {
   // What each application did since the last reading (since the device began counting, the
   // first time), into *use, whose storage is reused; the device's CPU is cumulative.
   virtual void read(CpuUse* use) = 0;
+  // Reads the counters now, keeping what they gained for the next reading: at moments the
+  // daemon is awake anyway, so that a counter that goes away before the next reading has lost
+  // less. Nothing to do for a device whose counters are never lost.
+  virtual void refresh() {}
 };
 
 }  // namespace tl::platform

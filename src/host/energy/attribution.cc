@@ -74,8 +74,20 @@ double DayEnergy::appsTotal() const {
 std::map<std::string, DayEnergy> Attribute(const std::vector<PowerInterval>& intervals,
                                            const PowerModel& model) {
   std::map<std::string, DayEnergy> days;
-  for (const PowerInterval& interval : intervals) {
-    if (!interval.plugged) AddInterval(interval, model, days[interval.day]);
+  for (const auto& [begin, end] : GaugeSteps(intervals)) {
+    if (intervals[begin].plugged) continue;
+    // The step's energy is shared among its intervals by what the model says each drew.
+    double stepEnergy = 0, modelled = 0;
+    for (size_t i = begin; i < end; ++i) {
+      stepEnergy += intervals[i].energy;
+      modelled += Energy(model, DriversOf(intervals[i]));
+    }
+    for (size_t i = begin; i < end; ++i) {
+      PowerInterval interval = intervals[i];
+      if (modelled > 0)
+        interval.energy = stepEnergy * Energy(model, DriversOf(interval)) / modelled;
+      AddInterval(interval, model, days[interval.day]);
+    }
   }
   return days;
 }

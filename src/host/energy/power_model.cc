@@ -78,16 +78,45 @@ double Energy(const PowerModel& model, const Drivers& d) {
          3600.0;
 }
 
+std::vector<std::pair<size_t, size_t>> GaugeSteps(const std::vector<PowerInterval>& intervals) {
+  std::vector<std::pair<size_t, size_t>> steps;
+  size_t begin = 0;
+  for (size_t i = 0; i < intervals.size(); ++i) {
+    const PowerInterval& interval = intervals[i];
+    // A run ends before a plug, a new day, or after the interval that measured the step.
+    if (i > begin && (interval.plugged || interval.day != intervals[begin].day)) {
+      steps.emplace_back(begin, i);
+      begin = i;
+    }
+    if (interval.plugged || interval.energy != 0) {
+      steps.emplace_back(begin, i + 1);
+      begin = i + 1;
+    }
+  }
+  if (begin < intervals.size()) steps.emplace_back(begin, intervals.size());
+  return steps;
+}
+
 ModelFit FitModel(const std::vector<PowerInterval>& intervals) {
   ModelFit fit;
   std::vector<Sample> samples;
   Drivers totals{};
-  for (const PowerInterval& interval : intervals) {
-    if (interval.plugged || !interval.deviceCpu || interval.duration <= 0) continue;
-    Sample s{DriversOf(interval), interval.energy};
+  for (const auto& [begin, end] : GaugeSteps(intervals)) {
+    Sample s{{}, 0};
+    bool usable = true;
+    double seconds = 0;
+    for (size_t i = begin; i < end; ++i) {
+      const PowerInterval& interval = intervals[i];
+      usable = usable && !interval.plugged && interval.deviceCpu;
+      const Drivers d = DriversOf(interval);
+      for (size_t k = 0; k < kDrivers; ++k) s.x[k] += d[k];
+      s.energy += interval.energy;
+      seconds += interval.duration;
+    }
+    if (!usable || seconds <= 0) continue;
     for (size_t i = 0; i < kDrivers; ++i) totals[i] += s.x[i];
     samples.push_back(s);
-    fit.hours += interval.duration / 3600.0;
+    fit.hours += seconds / 3600.0;
   }
   fit.intervals = samples.size();
   char note[160];

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/store/power_intervals.h"
@@ -34,6 +35,13 @@ Drivers DriversOf(const PowerInterval& interval);
 // Modelled energy of drivers, mWh.
 double Energy(const PowerModel& model, const Drivers& drivers);
 
+// The runs of intervals on battery that one step of the gauge measured, as [begin, end) indices
+// into intervals (in time order). A gauge that reports its charge seldom books a whole step to
+// the interval in which it came and nothing to those before it; a run is those intervals of one
+// local day up to and including the one that measured energy (or the day's last ones, which
+// measured none). An interval plugged in is a run of its own.
+std::vector<std::pair<size_t, size_t>> GaugeSteps(const std::vector<PowerInterval>& intervals);
+
 struct ModelFit {
   PowerModel model = kDefaultModel;
   // Which of the four powers the history determined; the others are the defaults.
@@ -45,10 +53,11 @@ struct ModelFit {
   std::string note;
 };
 
-// Fits the model to every interval on battery whose CPU is known, by least squares with no
-// power below 0. A power whose driver the history barely has (less than an hour asleep or
-// awake, half an hour of full screen, a minute of CPU) keeps its default; with fewer than 20
-// such intervals or under two hours in all, every power does.
+// Fits the model to every run of intervals on battery (GaugeSteps) whose CPU is known, each run
+// one measurement of its drivers' sums, by least squares with no power below 0. A power whose
+// driver the history barely has (less than an hour asleep or awake, half an hour of full screen, a
+// minute of CPU) keeps its default; with fewer than 20 such intervals or under two hours in all,
+// every power does.
 ModelFit FitModel(const std::vector<PowerInterval>& intervals);
 
 }  // namespace tl::host::energy

@@ -51,6 +51,10 @@ class PowerIntervals {
 
   // A batch the module sent; power commits are recognised by their keys.
   void batch(const platform::DeviceMoment& moment, const platform::KeyValues& keys);
+  // The daily report was sent: the device's counters are read too, for the next interval.
+  void dailyReport() {
+    if (cpu_) cpu_->refresh();
+  }
 
  private:
   void write(const PowerInterval& interval);

@@ -54,7 +54,10 @@ void StatsDaemon::batch(const DeviceMoment& moment, const platform::KeyValues* f
       store_.pushSample(key, value.doubleValue());
       histogram = histogram || std::string_view(key).starts_with(kBrightnessHistogramKeyPrefix);
     }
-    if (histogram) addToTimeline(moment, kEventDailyReport, std::nullopt);
+    if (histogram) {
+      addToTimeline(moment, kEventDailyReport, std::nullopt);
+      if (intervals_) intervals_->dailyReport();
+    }
   }
 }
 

@@ -74,6 +74,29 @@ TEST(AttributionTest, EveryIntervalsPartsAddUpToItsMeasuredEnergy) {
   EXPECT_DOUBLE_EQ(days.at("d2").partsTotal(), 10);
 }
 
+TEST(AttributionTest, AGaugeStepIsSharedByTheIntervalsItMeasured) {
+  const PowerModel model{360, 3600, 7200, 3600};
+  // The gauge said nothing while x was on screen, then stepped 600 mWh in the screen-off
+  // interval after: modelled 200 (awake 100, screen 100) and 200 (awake), the step goes half and
+  // half, and x gets its screen.
+  std::vector<PowerInterval> intervals;
+  intervals.push_back(Interval("d", 100, 0, true, true, 0));
+  intervals.back().brightness = 50;
+  intervals.back().apps = {App("x", 100, 0, 0, 0)};
+  intervals.push_back(Interval("d", 200, 600, true, false, 0));
+  // A step of the next day is that day's alone: its interval without energy keeps none.
+  intervals.push_back(Interval("e", 100, 0, true, false, 0));
+  EXPECT_EQ(GaugeSteps(intervals), (std::vector<std::pair<size_t, size_t>>{{0, 2}, {2, 3}}));
+  const auto days = Attribute(intervals, model);
+  const DayEnergy& d = days.at("d");
+  EXPECT_DOUBLE_EQ(d.drain, 600);
+  EXPECT_DOUBLE_EQ(d.apps.at("x").screenMilliwattHours, 100);
+  EXPECT_DOUBLE_EQ(d.awake, 300);
+  EXPECT_DOUBLE_EQ(d.unattributed, 200);
+  EXPECT_DOUBLE_EQ(days.at("e").drain, 0);
+  EXPECT_DOUBLE_EQ(days.at("e").unattributed, 0);
+}
+
 // Intervals whose energies the model made exactly, with drivers that vary independently.
 std::vector<PowerInterval> History(const PowerModel& truth, size_t count, bool sleeps) {
   std::mt19937 random(7);

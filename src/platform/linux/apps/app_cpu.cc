@@ -67,9 +67,7 @@ void AppCpu::update(const std::map<std::string, CpuSources>& sources,
   }
 
   const double now = now_();
-  std::vector<std::string> lines;
-  {
-    MutexLock lock(mutex_);
+  underLock([&]() TL_REQUIRES(mutex_) {
     // A source no application names any more is gone with its counter.
     std::set<std::string> live;
     for (const auto& [app, names] : next) live.insert(names.begin(), names.end());
@@ -90,10 +88,7 @@ void AppCpu::update(const std::map<std::string, CpuSources>& sources,
       readApp(change.appId, now);
       ledger_.state(change.appId, change.state, now);
     }
-    lines.swap(lines_);
-  }
-  // Outside the lock: the log's writer may be reading the CPU for a commit.
-  for (const std::string& line : lines) log_(line);
+  });
 }
 
 void AppCpu::startedUp() {
@@ -152,14 +147,19 @@ void AppCpu::fault(const std::string& source, const std::string& why) {
   }
 }
 
+void AppCpu::refresh() {
+  const double now = now_();
+  underLock([&]() TL_REQUIRES(mutex_) {
+    for (const auto& [app, names] : sources_) readApp(app, now);
+  });
+}
+
 void AppCpu::read(platform::CpuUse* use) {
   const double now = now_();
   std::string stat;
   const Status read = ReadText(procRoot_ + "/stat", &stat);
   use->deviceCpu = read.ok() ? DeviceCpuSeconds(stat, ticksPerSecond_) : std::nullopt;
-  std::vector<std::string> lines;
-  {
-    MutexLock lock(mutex_);
+  underLock([&]() TL_REQUIRES(mutex_) {
     for (const auto& [app, names] : sources_) readApp(app, now);
     ledger_.take(now, &use->apps);
     if (!use->deviceCpu && faulty_.insert("device").second) {
@@ -169,9 +169,7 @@ void AppCpu::read(platform::CpuUse* use) {
     } else if (use->deviceCpu) {
       faulty_.erase("device");
     }
-    lines.swap(lines_);
-  }
-  for (const std::string& line : lines) log_(line);
+  });
 }
 
 }  // namespace tl::linuxdev

@@ -42,6 +42,7 @@ class AppCpu : public platform::CpuUsage {
   void startedUp();
 
   void read(platform::CpuUse* use) override;
+  void refresh() override;
 
  private:
   // Reads every source of app and books what they gained.
@@ -49,6 +50,18 @@ class AppCpu : public platform::CpuUsage {
   // A source's counter in seconds, or nullopt after logging why it could not be read.
   std::optional<double> readSource(const std::string& source) TL_REQUIRES(mutex_);
   void fault(const std::string& source, const std::string& why) TL_REQUIRES(mutex_);
+  // Runs work under the lock, then logs what it found outside it: the log's writer may be the
+  // daemon reading the CPU for a commit.
+  template <class F>
+  void underLock(F work) TL_EXCLUDES(mutex_) {
+    std::vector<std::string> lines;
+    {
+      MutexLock lock(mutex_);
+      work();
+      lines.swap(lines_);
+    }
+    for (const std::string& line : lines) log_(line);
+  }
 
   const std::string cgroupRoot_;
   const std::string procRoot_;
