@@ -224,8 +224,9 @@
     new uPlot(watched("chart-app-energy", {
       title: "Battery use by app, by day (mWh, estimated)", width: width, height: 280,
       scales: { x: { time: false, range: [-0.5, days.length - 0.5] } },
+      // A day's drain runs to five digits of mWh: room for them beside the chart.
       axes: [{ values: function (u, ticks) { return ticks.map(function (t) { return days[t] || ""; }); },
-               splits: function () { return days.map(function (_, i) { return i; }); } }, {}],
+               splits: function () { return days.map(function (_, i) { return i; }); } }, { size: 70 }],
       series: [{ label: "day", value: function (u, v) { return v == null ? "" : days[v]; } }].concat(series)
     }), columns, element);
   }
