@@ -49,6 +49,12 @@ void AppCpuLedger::addCpu(const std::string& app, double seconds, double at) {
   }
 }
 
+bool AppCpuLedger::running(const std::string& app) const {
+  auto it = apps_.find(app);
+  return it != apps_.end() &&
+         (IsForegroundState(it->second.state) || IsBackgroundState(it->second.state));
+}
+
 void AppCpuLedger::unknownCpu(const std::string& app, double at) {
   App& entry = apps_[app];
   bookTime(entry, at);

@@ -30,6 +30,8 @@ class AppCpuLedger {
   void state(const std::string& app, uint32_t state, double at);
   // app used seconds of CPU since its last gain; read at at.
   void addCpu(const std::string& app, double seconds, double at);
+  // Whether app is running, in the foreground or the background.
+  bool running(const std::string& app) const;
   // A reading of app's CPU failed at at: its CPU since the last reading is not known.
   void unknownCpu(const std::string& app, double at);
   // What each application did since the last call, up to at, into *apps (reusing its storage):

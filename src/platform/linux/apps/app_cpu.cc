@@ -3,6 +3,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "platform/linux/apps/app_ids.h"
 #include "platform/linux/apps/cpu_counters.h"
 #include "platform/linux/loop/text_file.h"
@@ -82,11 +84,16 @@ void AppCpu::update(const std::map<std::string, CpuSources>& sources,
         added = true;
         if (started_ && unitSources.contains(source)) counters_[source] = 0.0;
       }
-      if (added) readApp(app, now);
+      const bool changed = std::any_of(changes.begin(), changes.end(),
+                                       [&](const auto& change) { return change.appId == app; });
+      if (added && !changed) readApp(app, now);  // a changed app is read with its change below
     }
     for (const AppStateChange& change : changes) {
-      readApp(change.appId, now);
+      // What a running app used belongs to the state it leaves; what one just started used
+      // (its new unit's count) to the state it starts in.
+      if (ledger_.running(change.appId)) readApp(change.appId, now);
       ledger_.state(change.appId, change.state, now);
+      readApp(change.appId, now);
     }
   });
 }
