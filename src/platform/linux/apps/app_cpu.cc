@@ -3,8 +3,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "platform/linux/apps/app_ids.h"
 #include "platform/linux/apps/cpu_counters.h"
 #include "platform/linux/loop/text_file.h"
@@ -77,6 +75,8 @@ void AppCpu::update(const std::map<std::string, CpuSources>& sources,
     sources_ = std::move(next);
     // A source seen for the first time starts its count: a new unit's from 0, anything else's
     // from now.
+    std::set<std::string> changed;
+    for (const AppStateChange& change : changes) changed.insert(change.appId);
     for (const auto& [app, names] : sources_) {
       bool added = false;
       for (const std::string& source : names) {
@@ -84,9 +84,8 @@ void AppCpu::update(const std::map<std::string, CpuSources>& sources,
         added = true;
         if (started_ && unitSources.contains(source)) counters_[source] = 0.0;
       }
-      const bool changed = std::any_of(changes.begin(), changes.end(),
-                                       [&](const auto& change) { return change.appId == app; });
-      if (added && !changed) readApp(app, now);  // a changed app is read with its change below
+      // A changed app is read with its change below.
+      if (added && !changed.contains(app)) readApp(app, now);
     }
     for (const AppStateChange& change : changes) {
       // What a running app used belongs to the state it leaves; what one just started used
