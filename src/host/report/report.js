@@ -124,6 +124,29 @@
       { range: [0, 3.5] });
   }
 
+  // Bars of each day stacked from parts (values[part][day]): each series is drawn as the running
+  // total up to it, so the first part sits at the bottom.
+  function stackedDayBars(id, title, days, labels, values, shown, height, yScale, yAxis) {
+    var totals = [], sum = days.map(function () { return 0; });
+    values.forEach(function (v) { sum = sum.map(function (s, i) { return s + v[i]; }); totals.push(sum.slice()); });
+    var series = [], columns = [days.map(function (_, i) { return i; })];
+    for (var p = labels.length - 1; p >= 0; p--) {
+      (function (p) {
+        var colour = COLOURS[p % COLOURS.length];
+        series.push({ label: labels[p], fill: colour, stroke: colour, paths: uPlot.paths.bars({ size: [0.6, 80] }),
+                      value: function (u, v, s, i) { return i == null ? "" : shown(values[p][i]); } });
+      })(p);
+      columns.push(totals[p]);
+    }
+    new uPlot(watched(id, {
+      title: title, width: width, height: height,
+      scales: { x: { time: false, range: [-0.5, days.length - 0.5] }, y: yScale },
+      axes: [{ values: function (u, ticks) { return ticks.map(function (t) { return days[t] || ""; }); },
+               splits: function () { return days.map(function (_, i) { return i; }); } }, yAxis],
+      series: [{ label: "day", value: function (u, v) { return v == null ? "" : days[v]; } }].concat(series)
+    }), columns, document.getElementById(id));
+  }
+
   // Bars of each day's hours per state, stacked: screen on, screen off and asleep on battery,
   // plugged in, and what nobody accounted for.
   function drawStates() {
@@ -136,25 +159,9 @@
       var p = parts.indexOf(row.state), d = days.indexOf(row.day);
       if (p >= 0 && d >= 0 && row.duration_s != null) hours[p][d] = Math.max(0, row.duration_s / 3600);
     });
-    // Each series is drawn as the running total up to it, the tallest first.
-    var totals = [], sum = days.map(function () { return 0; });
-    hours.forEach(function (h) { sum = sum.map(function (s, i) { return s + h[i]; }); totals.push(sum.slice()); });
-    var series = [], columns = [days.map(function (_, i) { return i; })];
-    for (var p = parts.length - 1; p >= 0; p--) {
-      (function (p) {
-        series.push({ label: parts[p].replace(/_/g, " "), fill: COLOURS[p], stroke: COLOURS[p],
-                      paths: uPlot.paths.bars({ size: [0.6, 80] }),
-                      value: function (u, v, s, i) { return i == null ? "" : hours[p][i].toFixed(2) + " h"; } });
-      })(p);
-      columns.push(totals[p]);
-    }
-    new uPlot(watched("chart-states", {
-      title: "Hours per power state, by day", width: width, height: 260,
-      scales: { x: { time: false, range: [-0.5, days.length - 0.5] }, y: { range: [0, 24] } },
-      axes: [{ values: function (u, ticks) { return ticks.map(function (t) { return days[t] || ""; }); },
-               splits: function () { return days.map(function (_, i) { return i; }); } }, {}],
-      series: [{ label: "day", value: function (u, v) { return v == null ? "" : days[v]; } }].concat(series)
-    }), columns, element);
+    stackedDayBars("chart-states", "Hours per power state, by day", days,
+                   parts.map(function (p) { return p.replace(/_/g, " "); }), hours,
+                   function (v) { return v.toFixed(2) + " h"; }, 260, { range: [0, 24] }, {});
   }
 
   // The brightness histogram: hours at each level, a bar group per daily report's day.
@@ -209,26 +216,9 @@
       var d = days.indexOf(r.day);
       if (d >= 0 && r.energy_mWh != null) mwh[parts.indexOf(partOf(r.app))][d] += r.energy_mWh;
     });
-    // Stacked as running totals, the first part at the bottom.
-    var totals = [], sum = days.map(function () { return 0; });
-    mwh.forEach(function (m) { sum = sum.map(function (s, i) { return s + m[i]; }); totals.push(sum.slice()); });
-    var series = [], columns = [days.map(function (_, i) { return i; })];
-    for (var p = parts.length - 1; p >= 0; p--) {
-      (function (p) {
-        series.push({ label: parts[p], fill: COLOURS[p % COLOURS.length], stroke: COLOURS[p % COLOURS.length],
-                      paths: uPlot.paths.bars({ size: [0.6, 80] }),
-                      value: function (u, v, s, i) { return i == null ? "" : mwh[p][i].toFixed(0) + " mWh"; } });
-      })(p);
-      columns.push(totals[p]);
-    }
-    new uPlot(watched("chart-app-energy", {
-      title: "Battery use by app, by day (mWh, estimated)", width: width, height: 280,
-      scales: { x: { time: false, range: [-0.5, days.length - 0.5] } },
-      // A day's drain runs to five digits of mWh: room for them beside the chart.
-      axes: [{ values: function (u, ticks) { return ticks.map(function (t) { return days[t] || ""; }); },
-               splits: function () { return days.map(function (_, i) { return i; }); } }, { size: 70 }],
-      series: [{ label: "day", value: function (u, v) { return v == null ? "" : days[v]; } }].concat(series)
-    }), columns, element);
+    // A day's drain runs to five digits of mWh: room for them beside the chart.
+    stackedDayBars("chart-app-energy", "Battery use by app, by day (mWh, estimated)", days, parts, mwh,
+                   function (v) { return v.toFixed(0) + " mWh"; }, 280, {}, { size: 70 });
   }
 
   function sortable() {

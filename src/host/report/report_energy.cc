@@ -12,10 +12,6 @@ namespace tl::host::report {
 
 namespace {
 
-Column Col(std::string name, std::string header, Kind kind, std::string unit = "") {
-  return {std::move(name), std::move(header), kind, std::move(unit)};
-}
-
 // What is left of a sum of parts that cancel (1e-13 mWh) reads as nothing, not as -0.
 double Clean(double energy) { return std::fabs(energy) < 1e-6 ? 0.0 : energy; }
 

@@ -32,10 +32,6 @@ constexpr const char* kDayStates[] = {"unplugged_lpm_on_24hr", "unplugged_lpm_of
 constexpr const char* kAppKeys[] = {"appActiveTime.", "appBackgroundActiveTime.", "appLaunchCount.",
                                     "appActivationCount.", "appLaunchBackgroundCount."};
 
-Column Col(std::string name, std::string header, Kind kind, std::string unit = "") {
-  return {std::move(name), std::move(header), kind, std::move(unit)};
-}
-
 Cell Maybe(std::optional<double> v) { return v ? Cell(*v) : Cell(); }
 
 // Values of the store by day and key.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -21,6 +22,10 @@ struct Column {
   Kind kind = Kind::kText;
   std::string unit;  // "s", "mWh", "mW", "%", "" for none
 };
+
+inline Column Col(std::string name, std::string header, Kind kind, std::string unit = "") {
+  return {std::move(name), std::move(header), kind, std::move(unit)};
+}
 
 // Null stands for "not applicable" (shown as n/a) or not recorded.
 using Cell = std::variant<std::monostate, int64_t, double, std::string>;
