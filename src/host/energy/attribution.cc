@@ -71,9 +71,9 @@ double DayEnergy::appsTotal() const {
   return total;
 }
 
-std::map<std::string, DayEnergy> Attribute(const std::vector<PowerInterval>& intervals,
-                                           const PowerModel& model) {
-  std::map<std::string, DayEnergy> days;
+void Attribute(const std::vector<PowerInterval>& intervals, const PowerModel& model,
+               std::map<std::string, DayEnergy>& days,
+               const std::function<void(const PowerInterval&)>& visit) {
   for (const auto& [begin, end] : GaugeSteps(intervals)) {
     if (intervals[begin].plugged) continue;
     // The step's energy is shared among its intervals by what the model says each drew.
@@ -87,8 +87,15 @@ std::map<std::string, DayEnergy> Attribute(const std::vector<PowerInterval>& int
       if (modelled > 0)
         interval.energy = stepEnergy * Energy(model, DriversOf(interval)) / modelled;
       AddInterval(interval, model, days[interval.day]);
+      if (visit) visit(interval);
     }
   }
+}
+
+std::map<std::string, DayEnergy> Attribute(const std::vector<PowerInterval>& intervals,
+                                           const PowerModel& model) {
+  std::map<std::string, DayEnergy> days;
+  Attribute(intervals, model, days, nullptr);
   return days;
 }
 

@@ -3,6 +3,7 @@
 // applications, with what the model does not explain left unattributed; summed by local day.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -50,5 +51,10 @@ struct DayEnergy {
 // application's are; elsewhere it stays unattributed.
 std::map<std::string, DayEnergy> Attribute(const std::vector<PowerInterval>& intervals,
                                            const PowerModel& model);
+// The same, adding to days: a history read a local day at a time. visit, when given, sees each
+// interval on battery with the energy its gauge step shared to it.
+void Attribute(const std::vector<PowerInterval>& intervals, const PowerModel& model,
+               std::map<std::string, DayEnergy>& days,
+               const std::function<void(const PowerInterval&)>& visit);
 
 }  // namespace tl::host::energy

@@ -50,11 +50,6 @@ std::optional<std::array<double, kDrivers>> Solve(
   return x;
 }
 
-struct Sample {
-  Drivers x;
-  double energy;
-};
-
 }  // namespace
 
 Drivers DriversOf(const PowerInterval& interval) {
@@ -97,10 +92,7 @@ std::vector<std::pair<size_t, size_t>> GaugeSteps(const std::vector<PowerInterva
   return steps;
 }
 
-ModelFit FitModel(const std::vector<PowerInterval>& intervals) {
-  ModelFit fit;
-  std::vector<Sample> samples;
-  Drivers totals{};
+void ModelFitter::add(const std::vector<PowerInterval>& intervals) {
   for (const auto& [begin, end] : GaugeSteps(intervals)) {
     Sample s{{}, 0};
     bool usable = true;
@@ -114,10 +106,17 @@ ModelFit FitModel(const std::vector<PowerInterval>& intervals) {
       seconds += interval.duration;
     }
     if (!usable || seconds <= 0) continue;
-    for (size_t i = 0; i < kDrivers; ++i) totals[i] += s.x[i];
-    samples.push_back(s);
-    fit.hours += seconds / 3600.0;
+    for (size_t i = 0; i < kDrivers; ++i) totals_[i] += s.x[i];
+    samples_.push_back(s);
+    seconds_ += seconds;
   }
+}
+
+ModelFit ModelFitter::fit() const {
+  ModelFit fit;
+  const std::vector<Sample>& samples = samples_;
+  const Drivers& totals = totals_;
+  fit.hours = seconds_ / 3600.0;
   fit.intervals = samples.size();
   char note[160];
   if (samples.size() < kLeastIntervals || fit.hours * 3600 < kLeastSeconds) {
@@ -201,6 +200,12 @@ ModelFit FitModel(const std::vector<PowerInterval>& intervals) {
   }
   fit.rSquared = total > 0 ? 1 - residual / total : 0;
   return fit;
+}
+
+ModelFit FitModel(const std::vector<PowerInterval>& intervals) {
+  ModelFitter fitter;
+  fitter.add(intervals);
+  return fitter.fit();
 }
 
 }  // namespace tl::host::energy

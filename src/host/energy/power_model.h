@@ -60,4 +60,22 @@ struct ModelFit {
 // every power does.
 ModelFit FitModel(const std::vector<PowerInterval>& intervals);
 
+// FitModel over a history read a local day at a time (a run never spans two days): only each
+// run's sums are kept.
+class ModelFitter {
+ public:
+  // intervals: in time order, none of them in a day given before.
+  void add(const std::vector<PowerInterval>& intervals);
+  ModelFit fit() const;
+
+ private:
+  struct Sample {
+    Drivers x;
+    double energy;
+  };
+  std::vector<Sample> samples_;
+  Drivers totals_{};
+  double seconds_ = 0;
+};
+
 }  // namespace tl::host::energy

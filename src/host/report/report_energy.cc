@@ -55,10 +55,15 @@ std::string ModelNote(const EnergyView& view) {
 
 }  // namespace
 
-EnergyView::EnergyView(Database& db) : recorded(db.hasTable("power_intervals")) {
-  const std::vector<PowerInterval> intervals = ReadPowerIntervals(db);
-  fit = energy::FitModel(intervals);
-  days = energy::Attribute(intervals, fit.model);
+EnergyView::EnergyView(Database& db, const std::function<void(const PowerInterval&)>& visit)
+    : recorded(db.hasTable("power_intervals")) {
+  // Twice through the store a day at a time: the model needs the whole history before it
+  // attributes any of it.
+  energy::ModelFitter fitter;
+  ForEachIntervalDay(db, [&](std::vector<PowerInterval>& day) { fitter.add(day); });
+  fit = fitter.fit();
+  ForEachIntervalDay(
+      db, [&](std::vector<PowerInterval>& day) { energy::Attribute(day, fit.model, days, visit); });
 }
 
 std::optional<std::pair<std::string, double>> EnergyView::topApp(const std::string& day) const {

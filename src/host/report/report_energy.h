@@ -2,6 +2,7 @@
 // the top application of a day by energy for its card.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -16,7 +17,10 @@ namespace tl::host::report {
 
 // The store's intervals, the model fitted to them and each day's attribution.
 struct EnergyView {
-  explicit EnergyView(Database& db);
+  // visit, when given, sees each interval on battery with the energy it is reckoned to have
+  // drawn (its gauge step's energy shared by the model).
+  explicit EnergyView(Database& db,
+                      const std::function<void(const PowerInterval&)>& visit = nullptr);
 
   bool recorded = false;  // the store keeps intervals at all
   energy::ModelFit fit;

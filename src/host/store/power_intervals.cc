@@ -149,13 +149,22 @@ void PowerIntervals::write(const PowerInterval& interval) {
   }
 }
 
-std::vector<PowerInterval> ReadPowerIntervals(Database& db) {
-  std::vector<PowerInterval> intervals;
-  if (!db.hasTable("power_intervals")) return intervals;
-  std::map<int64_t, size_t> byId;
+void ForEachIntervalDay(Database& db,
+                        const std::function<void(std::vector<PowerInterval>& day)>& visit) {
+  if (!db.hasTable("power_intervals")) return;
+  // Both tables in the order they were written: an interval's applications follow it, so one
+  // pass over each holds a day at a time, not the store.
   Statement rows = db.prepare(
       "SELECT id, at, day, utc_offset, duration, energy, plugged, awake, screen, brightness, "
-      "device_cpu FROM power_intervals ORDER BY at, id");
+      "device_cpu FROM power_intervals ORDER BY id");
+  std::optional<Statement> apps;
+  if (db.hasTable("interval_apps")) {
+    apps.emplace(
+        db.prepare("SELECT interval, bundle, foreground_time, background_time, foreground_cpu, "
+                   "background_cpu FROM interval_apps ORDER BY rowid"));
+  }
+  bool appPending = apps && apps->row();
+  std::vector<PowerInterval> day;
   while (rows.row()) {
     PowerInterval interval;
     interval.id = rows.columnInt64(0);
@@ -169,26 +178,35 @@ std::vector<PowerInterval> ReadPowerIntervals(Database& db) {
     interval.screen = rows.columnNumber(8) != 0;
     interval.brightness = rows.columnNumber(9);
     if (rows.columnType(10) != SQLITE_NULL) interval.deviceCpu = rows.columnNumber(10);
-    byId[interval.id] = intervals.size();
-    intervals.push_back(std::move(interval));
-  }
-  if (!db.hasTable("interval_apps")) return intervals;
-  Statement apps = db.prepare(
-      "SELECT interval, bundle, foreground_time, background_time, foreground_cpu, "
-      "background_cpu FROM interval_apps ORDER BY rowid");
-  while (apps.row()) {
-    auto it = byId.find(apps.columnInt64(0));
-    if (it == byId.end()) continue;
-    IntervalApp app;
-    app.bundle = apps.columnText(1);
-    app.foregroundSeconds = apps.columnNumber(2);
-    app.backgroundSeconds = apps.columnNumber(3);
-    if (apps.columnType(4) != SQLITE_NULL && apps.columnType(5) != SQLITE_NULL) {
-      app.foregroundCpu = apps.columnNumber(4);
-      app.backgroundCpu = apps.columnNumber(5);
+    // Applications of an interval the table does not hold (a damaged store) are passed over.
+    while (appPending && apps->columnInt64(0) <= interval.id) {
+      if (apps->columnInt64(0) == interval.id) {
+        IntervalApp app;
+        app.bundle = apps->columnText(1);
+        app.foregroundSeconds = apps->columnNumber(2);
+        app.backgroundSeconds = apps->columnNumber(3);
+        if (apps->columnType(4) != SQLITE_NULL && apps->columnType(5) != SQLITE_NULL) {
+          app.foregroundCpu = apps->columnNumber(4);
+          app.backgroundCpu = apps->columnNumber(5);
+        }
+        interval.apps.push_back(std::move(app));
+      }
+      appPending = apps->row();
     }
-    intervals[it->second].apps.push_back(std::move(app));
+    if (!day.empty() && day.back().day != interval.day) {
+      visit(day);
+      day.clear();
+    }
+    day.push_back(std::move(interval));
   }
+  if (!day.empty()) visit(day);
+}
+
+std::vector<PowerInterval> ReadPowerIntervals(Database& db) {
+  std::vector<PowerInterval> intervals;
+  ForEachIntervalDay(db, [&](std::vector<PowerInterval>& day) {
+    std::move(day.begin(), day.end(), std::back_inserter(intervals));
+  });
   return intervals;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -69,8 +70,11 @@ class PowerIntervals {
   std::optional<double> lastBrightness_;
 };
 
-// Every interval of the store in time order, with its applications; none when the store has
-// no such table.
+// The intervals of the store in the order they were committed, with their applications, a run
+// of one local day at a time; nothing when the store has no such table.
+void ForEachIntervalDay(Database& db,
+                        const std::function<void(std::vector<PowerInterval>& day)>& visit);
+// Every interval of the store in the order they were committed.
 std::vector<PowerInterval> ReadPowerIntervals(Database& db);
 
 }  // namespace tl::host

@@ -59,28 +59,34 @@ void Timeline::add(const TimelineRow& row) {
   insert_.run();
 }
 
-std::vector<TimelineRow> ReadTimeline(Database& db) {
-  std::vector<TimelineRow> rows;
-  if (!db.hasTable("timeline")) return rows;
+void ForEachTimelineRow(Database& db, const std::function<void(TimelineRow& row)>& visit) {
+  if (!db.hasTable("timeline")) return;
   Statement list =
       db.prepare((std::string("SELECT ") + kColumns + " FROM timeline ORDER BY at, rowid").c_str());
+  TimelineRow row;
   while (list.row()) {
-    TimelineRow row;
     row.at = list.columnNumber(0);
     row.day = list.columnText(1);
     list.requireNumber(2);
     row.utcOffset = static_cast<int32_t>(list.columnInt64(2));
     row.event = list.columnText(3);
+    row.state.reset();
     if (auto state = OptionalInt(list, 4)) row.state = static_cast<int>(*state);
     row.capacity = OptionalDouble(list, 5);
     row.maxCapacity = OptionalDouble(list, 6);
     row.level = OptionalDouble(list, 7);
     row.voltage = OptionalDouble(list, 8);
     row.brightness = OptionalDouble(list, 9);
+    row.wakeReason.reset();
     if (list.columnType(10) != SQLITE_NULL) row.wakeReason = list.columnText(10);
     row.thermal = OptionalInt(list, 11);
-    rows.push_back(std::move(row));
+    visit(row);
   }
+}
+
+std::vector<TimelineRow> ReadTimeline(Database& db) {
+  std::vector<TimelineRow> rows;
+  ForEachTimelineRow(db, [&](TimelineRow& row) { rows.push_back(row); });
   return rows;
 }
 

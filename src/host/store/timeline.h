@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -58,6 +59,8 @@ class Timeline {
   Statement insert_;
 };
 
+// The rows of a store in time order, one at a time; none when the store has no timeline.
+void ForEachTimelineRow(Database& db, const std::function<void(TimelineRow& row)>& visit);
 // The rows of a store in time order; none when the store has no timeline.
 std::vector<TimelineRow> ReadTimeline(Database& db);
 
