@@ -34,6 +34,39 @@ Json CellJson(const Cell& cell) {
   return nullptr;
 }
 
+Json Optional(const std::optional<double>& value) { return value ? CellJson(*value) : Json(); }
+
+// Each day's summary: its sentences, and the figures they are made of.
+Json SummaryJson(const std::vector<DaySummary>& summary) {
+  Json days = Json::array();
+  for (const DaySummary& s : summary) {
+    Json consumers = Json::array();
+    for (const Consumer& c : s.consumers) {
+      consumers.push_back({{"name", c.name},
+                           {"energy_mWh", CellJson(c.milliwattHours)},
+                           {"share_pct", CellJson(c.sharePercent)}});
+    }
+    Json unusual = Json::array();
+    for (const Unusual& u : s.unusual) {
+      unusual.push_back({{"measure", u.measure},
+                         {"app", u.subject.empty() ? Json() : Json(u.subject)},
+                         {"value", CellJson(u.value)},
+                         {"typical", CellJson(u.typical)},
+                         {"text", u.text}});
+    }
+    days.push_back({{"day", s.day},
+                    {"sentences", s.sentences},
+                    {"on_battery_s", Optional(s.onBattery)},
+                    {"used_pct", Optional(s.usedPercent)},
+                    {"used_pct_per_h", Optional(s.percentPerHour)},
+                    {"consumers_estimated", consumers},
+                    {"night_verdict", s.nightVerdict.empty() ? Json() : Json(s.nightVerdict)},
+                    {"typical_days", s.typicalDays},
+                    {"unusual", unusual}});
+  }
+  return days;
+}
+
 }  // namespace
 
 // Three decimals at most; a number past 10^15 has none to round, and multiplying it could
@@ -73,6 +106,7 @@ std::string RenderJson(const Report& report) {
   json["time_zone"] = report.timeZone;
   json["days"] = report.days;
   json["reading"] = report.reading;
+  json["summary"] = SummaryJson(report.summary);
   Json units = Json::object();
   Json tables = Json::object();
   for (const Table& table : report.tables) {
@@ -94,11 +128,13 @@ std::string RenderJson(const Report& report) {
   json["tables"] = tables;
   Json timeline = Json::array();
   for (const TimelinePoint& p : report.timeline) {
-    Json point = {{"at", p.at}, {"local", LocalClock(p.at, p.utcOffset, true)}, {"event", p.event}};
+    Json point = {{"at", p.at},
+                  {"local", LocalClock(p.at, p.utcOffset, true)},
+                  {"event", EventName(p.event)}};
     point["state"] = p.state ? Json(*p.state) : Json();
-    point["level_pct"] = p.level ? CellJson(*p.level) : Json();
+    point["level_pct"] = p.level ? CellJson(static_cast<double>(*p.level)) : Json();
     point["thermal"] = p.thermal ? Json(*p.thermal) : Json();
-    point["wake_reason"] = p.wakeReason ? Json(*p.wakeReason) : Json();
+    point["wake_reason"] = p.wakeReason ? Json(report.wakeReasons[p.wakeReason]) : Json();
     timeline.push_back(std::move(point));
   }
   json["timeline"] = timeline;

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 
 #include "base/saturated_cast.h"
@@ -95,31 +96,38 @@ std::optional<double> Rate(std::optional<double> energy, std::optional<double> s
   return *energy / *seconds * 3600.0;
 }
 
-// The local midnight that starts day, in seconds since 1970.
-double Midnight(const date::time_zone* zone, const std::string& day) {
+// The moment of day's local clock at seconds past its midnight, in seconds since 1970.
+double LocalAt(const date::time_zone* zone, const std::string& day, int64_t seconds) {
   int y = 1970;
   unsigned m = 1, d = 1;
   std::sscanf(day.c_str(), "%d-%u-%u", &y, &m, &d);
-  const date::local_days local{date::year{y} / date::month{m} / date::day{d}};
-  if (!zone)
-    return static_cast<double>(date::sys_days(local.time_since_epoch()).time_since_epoch() /
-                               std::chrono::seconds(1));
+  const date::local_seconds local{
+      date::local_days{date::year{y} / date::month{m} / date::day{d}}.time_since_epoch() +
+      std::chrono::seconds(seconds)};
+  if (!zone) return static_cast<double>(local.time_since_epoch().count());
   const auto info = zone->get_info(local);
-  // A midnight skipped by a change of offset starts the day at the change.
+  // A moment skipped by a change of offset is taken as the change.
   const auto sys = info.result == date::local_info::nonexistent
                        ? info.second.begin
                        : date::sys_seconds(local.time_since_epoch()) - info.first.offset;
   return static_cast<double>(sys.time_since_epoch().count());
 }
 
-std::string NextDay(const std::string& day) {
+// The local midnight that starts day, in seconds since 1970.
+double Midnight(const date::time_zone* zone, const std::string& day) {
+  return LocalAt(zone, day, 0);
+}
+
+std::string ShiftDay(const std::string& day, int days) {
   int y = 1970;
   unsigned m = 1, d = 1;
   std::sscanf(day.c_str(), "%d-%u-%u", &y, &m, &d);
   const date::year_month_day next{date::sys_days{date::year{y} / date::month{m} / date::day{d}} +
-                                  date::days{1}};
+                                  date::days{days}};
   return date::format("%F", next);
 }
+
+std::string NextDay(const std::string& day) { return ShiftDay(day, 1); }
 
 // A day as the store names it, when it is a date of the calendar written as one.
 bool IsCalendarDay(const std::string& day) {
@@ -188,21 +196,21 @@ std::vector<std::string> DaysBetween(const std::string& first, const std::string
 
 // The stretches the daemon ran: from each start to its stop, or to the last row before the
 // next start when it ended without one.
-std::vector<std::pair<double, double>> RunningStretches(const std::vector<TimelineRow>& rows) {
+std::vector<std::pair<double, double>> RunningStretches(const std::vector<TimelinePoint>& points) {
   std::vector<std::pair<double, double>> running;
   bool open = false;
   double from = 0;
   double last = 0;
-  for (const TimelineRow& row : rows) {
-    if (row.event == kEventStart) {
+  for (const TimelinePoint& p : points) {
+    if (p.event == Event::kStart) {
       if (open) running.emplace_back(from, last);
       open = true;
-      from = row.at;
-    } else if (row.event == kEventStop) {
-      if (open) running.emplace_back(from, row.at);
+      from = p.at;
+    } else if (p.event == Event::kStop) {
+      if (open) running.emplace_back(from, p.at);
       open = false;
     }
-    last = row.at;
+    last = p.at;
   }
   if (open) running.emplace_back(from, last);
   return running;
@@ -215,6 +223,14 @@ double Overlap(const std::vector<std::pair<double, double>>& stretches, double f
 }
 
 }  // namespace
+
+const char* EventName(Event event) {
+  static constexpr const char* kNames[] = {
+      kEventStart,    kEventStop,        kEventWake,    kEventSleep,
+      kEventScreenOn, kEventScreenOff,   kEventBattery, kEventLowPowerMode,
+      kEventThermal,  kEventDailyReport, "other"};
+  return kNames[static_cast<size_t>(event)];
+}
 
 const Table* Report::table(const std::string& name) const {
   for (const Table& t : tables) {
@@ -231,26 +247,79 @@ std::string LocalClock(double at, int32_t utcOffset, bool seconds) {
 
 namespace {
 
-// What the tables are made of: the store's keys and timeline, the stretches the daemon ran, the
-// zone its days are local to, and each day's last battery reading.
+Event EventOf(const std::string& name) {
+  for (uint8_t e = 0; e < static_cast<uint8_t>(Event::kOther); ++e) {
+    if (name == EventName(static_cast<Event>(e))) return static_cast<Event>(e);
+  }
+  return Event::kOther;
+}
+
+// What the tables are made of: the store's keys and timeline (its points kept small, with what
+// the tables need of its rows), the stretches the daemon ran, and the zone its days are local
+// to. The intervals are read once the days are known, for the nights within them.
 struct Sources {
-  Sources(Database& db, const date::time_zone* z)
-      : keys(db), rows(ReadTimeline(db)), running(RunningStretches(rows)), zone(z), energy(db) {
-    // The last battery reading of each day: its level, and its capacity in mWh for percentages.
-    for (const TimelineRow& row : rows) {
-      if (row.maxCapacity && row.voltage) lastBattery[row.day] = &row;
-    }
+  // A moment a report was sent, on the device's clock.
+  struct Sent {
+    std::string day;
+    double at = 0;
+    int32_t utcOffset = 0;
+  };
+  // The last battery reading of a day: its level, and its capacity for percentages.
+  struct Battery {
+    std::optional<double> level;
+    double capacityMilliwattHours = 0;
+  };
+
+  Sources(Database& db, const date::time_zone* z) : keys(db), zone(z) {
+    std::map<std::string, uint16_t> reasonIndex;
+    ForEachTimelineRow(db, [&](const TimelineRow& row) {
+      ++timelineDays[row.day];
+      TimelinePoint p;
+      p.at = row.at;
+      p.utcOffset = row.utcOffset;
+      p.event = EventOf(row.event);
+      p.state = row.state;
+      if (row.level) p.level = static_cast<float>(*row.level);
+      if (row.thermal) {
+        p.thermal = static_cast<int32_t>(std::clamp<int64_t>(*row.thermal, -1'000'000, 1'000'000));
+      }
+      if (row.wakeReason && reasons.size() < UINT16_MAX) {
+        auto [it, added] =
+            reasonIndex.emplace(*row.wakeReason, static_cast<uint16_t>(reasons.size()));
+        if (added) reasons.push_back(*row.wakeReason);
+        p.wakeReason = it->second;
+      }
+      points.push_back(p);
+      if (row.maxCapacity && row.voltage) {
+        lastBattery[row.day] = {row.level, *row.maxCapacity * *row.voltage / 1000.0};
+      }
+      if (row.event == kEventDailyReport) dailyReports.push_back({row.day, row.at, row.utcOffset});
+    });
+    hasTimeline = !points.empty();
+    running = RunningStretches(points);
   }
   double recordedOn(const std::string& day) const {
     return Overlap(running, Midnight(zone, day), Midnight(zone, NextDay(day)));
   }
+  // The device's offset from UTC at a moment, as the timeline last recorded it.
+  int32_t offsetAt(double at) const {
+    auto it = std::upper_bound(points.begin(), points.end(), at,
+                               [](double t, const TimelinePoint& p) { return t < p.at; });
+    if (it == points.begin()) return points.empty() ? 0 : points.front().utcOffset;
+    return std::prev(it)->utcOffset;
+  }
 
   const Keys keys;
-  const std::vector<TimelineRow> rows;
-  const std::vector<std::pair<double, double>> running;
+  std::vector<TimelinePoint> points;
+  std::vector<std::string> reasons{""};
+  std::map<std::string, size_t> timelineDays;  // rows of each day
+  std::map<std::string, Battery> lastBattery;
+  std::vector<Sent> dailyReports;
+  bool hasTimeline = false;
+  std::vector<std::pair<double, double>> running;
   const date::time_zone* zone;
-  const EnergyView energy;
-  std::map<std::string, const TimelineRow*> lastBattery;
+  std::unique_ptr<EnergyView> energy;
+  std::vector<NightWindow> nightWindows;
 };
 
 // The store's meta rows, and the zone its days are local to (UTC when this machine does not
@@ -275,7 +344,7 @@ const date::time_zone* ReadMeta(Database& db, Report& report) {
 // The days shown, each with its midnight and the one after the last.
 void ChooseReportDays(const Sources& in, const ReportOptions& options, Report& report) {
   std::map<std::string, size_t> present = in.keys.days();
-  for (const TimelineRow& row : in.rows) ++present[row.day];
+  for (const auto& [day, count] : in.timelineDays) present[day] += count;
   report.days = ChooseDays(present, options.days, &report.outside);
   for (const std::string& day : options.compare) {
     if (!present.count(day)) {
@@ -288,8 +357,9 @@ void ChooseReportDays(const Sources& in, const ReportOptions& options, Report& r
   report.midnights.push_back(Midnight(in.zone, NextDay(report.days.back())));
 }
 
-// The timeline, and the stretches nobody recorded within the days shown.
-void AddTimeline(const Sources& in, Report& report) {
+// The timeline, and the stretches nobody recorded within the days shown. The points move to
+// the report.
+void AddTimeline(Sources& in, Report& report) {
   const double rangeFrom = report.midnights.empty() ? 0 : report.midnights.front();
   const double rangeTo = report.midnights.empty() ? 0 : report.midnights.back();
   double covered = rangeFrom;
@@ -307,17 +377,15 @@ void AddTimeline(const Sources& in, Report& report) {
         {covered, rangeTo,
          in.running.empty() ? "no timeline in the store" : "after the daemon stopped"});
   }
-  for (Stretch& s : report.notRecorded) {
-    s.utcOffset = in.rows.empty() ? 0 : in.rows.front().utcOffset;
-    for (const TimelineRow& row : in.rows) {
-      if (row.at <= s.from) s.utcOffset = row.utcOffset;
-    }
-  }
-  for (const TimelineRow& row : in.rows) {
-    if (row.at < rangeFrom || row.at > rangeTo) continue;
-    report.timeline.push_back(
-        {row.at, row.utcOffset, row.event, row.state, row.level, row.thermal, row.wakeReason});
-  }
+  for (Stretch& s : report.notRecorded) s.utcOffset = in.offsetAt(s.from);
+  std::vector<TimelinePoint>& points = in.points;
+  auto byTime = [](const TimelinePoint& p, double t) { return p.at < t; };
+  points.erase(std::upper_bound(points.begin(), points.end(), rangeTo,
+                                [](double t, const TimelinePoint& p) { return t < p.at; }),
+               points.end());
+  points.erase(points.begin(), std::lower_bound(points.begin(), points.end(), rangeFrom, byTime));
+  report.timeline = std::move(points);
+  report.wakeReasons = std::move(in.reasons);
 }
 
 // "3 days outside the recorded range, ... are left out: 1970-01-01 (2 values), ...".
@@ -337,6 +405,43 @@ std::string OutsideNote(const std::vector<std::pair<std::string, size_t>>& outsi
          days + ".";
 }
 
+// What the reports of the days cover. Reports sent on their own day at the same local time, as
+// they are day after day, say so in one sentence; the others each have their own (the first
+// ten of them).
+void AddSent(const std::vector<Sources::Sent>& sent, Report& report,
+             const std::function<std::string(const Sources::Sent&)>& one, const std::string& what) {
+  constexpr size_t kLeastRepeated = 3;
+  constexpr size_t kMostSingles = 10;
+  std::map<std::string, std::vector<const Sources::Sent*>> byTime;
+  std::vector<const Sources::Sent*> singles;
+  for (const Sources::Sent& s : sent) {
+    const std::string local = LocalClock(s.at, s.utcOffset);
+    if (local.substr(0, 10) == s.day) {
+      byTime[local.substr(11)].push_back(&s);
+    } else {
+      singles.push_back(&s);
+    }
+  }
+  for (auto& [time, group] : byTime) {
+    if (group.size() < kLeastRepeated) {
+      singles.insert(singles.end(), group.begin(), group.end());
+      continue;
+    }
+    report.reading.push_back("The " + what + " of " + std::to_string(group.size()) + " days, " +
+                             group.front()->day + " to " + group.back()->day +
+                             ", each cover the 24 hours to " + time + " of their day.");
+  }
+  std::sort(singles.begin(), singles.end(),
+            [](const Sources::Sent* a, const Sources::Sent* b) { return a->at < b->at; });
+  for (size_t i = 0; i < singles.size() && i < kMostSingles; ++i) {
+    report.reading.push_back(one(*singles[i]));
+  }
+  if (singles.size() > kMostSingles) {
+    report.reading.push_back("... and " + std::to_string(singles.size() - kMostSingles) + " more " +
+                             what + " at other times.");
+  }
+}
+
 // How to read the report, and what the daily reports of the days asked for cover.
 void AddReading(Database& db, const Sources& in, const ReportOptions& options, Report& report) {
   report.reading = {
@@ -349,25 +454,34 @@ void AddReading(Database& db, const Sources& in, const ReportOptions& options, R
       "n/a marks a value that does not apply, such as the low-power-mode day energy of the "
       "condition that was not current."};
   if (!report.outside.empty()) report.reading.push_back(OutsideNote(report.outside));
-  for (const TimelineRow& row : in.rows) {
-    if (row.event != kEventDailyReport || !options.days.contains(row.day)) continue;
-    report.reading.push_back("The daily report of " + row.day + " (brightness, network) covers " +
-                             LocalClock(row.at - 86400, row.utcOffset) + " to " +
-                             LocalClock(row.at, row.utcOffset) + ".");
+  std::vector<Sources::Sent> daily;
+  for (const Sources::Sent& sent : in.dailyReports) {
+    if (options.days.contains(sent.day)) daily.push_back(sent);
   }
+  AddSent(
+      daily, report,
+      [](const Sources::Sent& s) {
+        return "The daily report of " + s.day + " (brightness, network) covers " +
+               LocalClock(s.at - 86400, s.utcOffset) + " to " + LocalClock(s.at, s.utcOffset) + ".";
+      },
+      "daily reports (brightness, network)");
   if (!db.hasTable("activated_reports")) return;
+  std::vector<Sources::Sent> activated;
   Statement list = db.prepare("SELECT day, at FROM activated_reports ORDER BY at");
   while (list.row()) {
     const std::string day = list.columnText(0);
     if (!options.days.contains(day)) continue;
     const double at = list.columnDouble(1);
-    int32_t offset = 0;
-    for (const TimelineRow& row : in.rows) {
-      if (row.at <= at) offset = row.utcOffset;
-    }
-    report.reading.push_back("The activated-apps report of " + day + " covers the 24 hours to " +
-                             LocalClock(at, offset) + ".");
+    const bool before = in.points.empty() || at < in.points.front().at;
+    activated.push_back({day, at, before ? 0 : in.offsetAt(at)});
   }
+  AddSent(
+      activated, report,
+      [](const Sources::Sent& s) {
+        return "The activated-apps report of " + s.day + " covers the 24 hours to " +
+               LocalClock(s.at, s.utcOffset) + ".";
+      },
+      "activated-apps reports");
 }
 
 // An application's values of a day: active, background, launches, activations, background
@@ -408,12 +522,13 @@ Table DaysTable() {
                   Col("top_app_active_s", "top app active", Kind::kDuration, "s"),
                   Col("recorded_s", "recorded", Kind::kDuration, "s"),
                   Col("top_app_by_energy", "top app by energy", Kind::kText),
-                  Col("top_app_energy_mWh", "its energy (est.)", Kind::kEnergy, "mWh")};
+                  Col("top_app_energy_mWh", "its energy (est.)", Kind::kEnergy, "mWh"),
+                  Col("night", "night", Kind::kText)};
   return days;
 }
 
-// A day's card: its row of the days table.
-std::vector<Cell> DayCard(const Sources& in, const std::string& day) {
+// A day's card: its row of the days table; night, the night that ends on it, if recorded.
+std::vector<Cell> DayCard(const Sources& in, const std::string& day, const Night* night) {
   const Keys& keys = in.keys;
   const auto onBattery = keys.state(day, "unplugged", "duration");
   const auto drain = keys.state(day, "unplugged", "energy");
@@ -423,9 +538,9 @@ std::vector<Cell> DayCard(const Sources& in, const std::string& day) {
   const auto offDrain = keys.state(day, "unplugged_screen_off", "energy");
   std::optional<double> percent, level;
   if (auto it = in.lastBattery.find(day); it != in.lastBattery.end()) {
-    const double capacity = *it->second->maxCapacity * *it->second->voltage / 1000.0;
+    const double capacity = it->second.capacityMilliwattHours;
     if (drain && capacity > 0) percent = *drain / capacity * 100.0;
-    level = it->second->level;
+    level = it->second.level;
   }
   const auto dayApps = AppsOf(keys, day);
   const std::pair<const std::string, App>* top = nullptr;
@@ -434,7 +549,7 @@ std::vector<Cell> DayCard(const Sources& in, const std::string& day) {
       top = &entry;
     }
   }
-  const auto byEnergy = in.energy.topApp(day);
+  const auto byEnergy = in.energy->topApp(day);
   return {day,
           Maybe(onBattery),
           Maybe(drain),
@@ -451,9 +566,10 @@ std::vector<Cell> DayCard(const Sources& in, const std::string& day) {
           Maybe(level),
           top ? Cell(top->first) : Cell(),
           top ? Cell(top->second.values[0]) : Cell(),
-          in.rows.empty() ? Cell() : Cell(in.recordedOn(day)),
+          in.hasTimeline ? Cell(in.recordedOn(day)) : Cell(),
           byEnergy ? Cell(byEnergy->first) : Cell(),
-          byEnergy ? Cell(byEnergy->second) : Cell()};
+          byEnergy ? Cell(byEnergy->second) : Cell(),
+          night ? Cell(night->verdict) : Cell()};
 }
 
 Table StatesTable(const Sources& in, const std::vector<std::string>& days) {
@@ -483,7 +599,7 @@ Table StatesTable(const Sources& in, const std::vector<std::string>& days) {
     const auto onBattery = keys.state(day, "unplugged", "duration");
     const auto plugged = keys.state(day, "pluggedin", "duration");
     std::optional<double> unaccounted;
-    if (!in.rows.empty()) {
+    if (in.hasTimeline) {
       unaccounted = in.recordedOn(day) - onBattery.value_or(0) - plugged.value_or(0);
     }
     states.rows.push_back(
@@ -647,7 +763,7 @@ Table CompareTable(const Sources& in, const std::vector<std::string>& compared,
     compare.columns.push_back(Col("change_" + compared[i], compared[i] + " change", Kind::kNumber));
   }
   std::map<std::string, std::vector<Cell>> cardOf;
-  for (const std::string& day : compared) cardOf[day] = DayCard(in, day);
+  for (const std::string& day : compared) cardOf[day] = DayCard(in, day, nullptr);
   auto add = [&](const std::string& measure, const std::string& unit,
                  const std::function<std::optional<double>(const std::string&)>& of) {
     std::vector<Cell> row{measure, unit};
@@ -676,23 +792,69 @@ Table CompareTable(const Sources& in, const std::vector<std::string>& compared,
   return compare;
 }
 
+// The nights that end on each day shown, as local windows.
+std::vector<NightWindow> NightWindows(const Sources& in, const std::vector<std::string>& days) {
+  std::vector<NightWindow> windows;
+  for (const std::string& day : days) {
+    windows.push_back({day, LocalAt(in.zone, ShiftDay(day, -1), int64_t{kNightStartsHour} * 3600),
+                       LocalAt(in.zone, day, int64_t{kNightEndsHour} * 3600)});
+  }
+  return windows;
+}
+
+// A day's figures for its summary, from its card.
+DayFigures FiguresOf(const Table& days, const std::vector<Cell>& card, const EnergyView& energy,
+                     const Night* night) {
+  auto column = [&](const char* name) -> std::optional<double> {
+    for (size_t c = 0; c < days.columns.size(); ++c) {
+      if (days.columns[c].name == name) return NumberOf(card[c]);
+    }
+    return std::nullopt;
+  };
+  DayFigures f;
+  f.day = std::get<std::string>(card[0]);
+  f.onBattery = column("on_battery_s");
+  f.drain = column("drain_mWh");
+  f.drainPercent = column("drain_pct_of_capacity");
+  f.screenOn = column("screen_on_s");
+  f.screenOnDrain = column("screen_on_drain_mWh");
+  auto it = energy.days.find(f.day);
+  if (it != energy.days.end()) f.energy = &it->second;
+  f.night = night;
+  return f;
+}
+
 }  // namespace
 
 Report BuildReport(Database& db, const ReportOptions& options) {
   Report report;
   report.version = kTallydVersion;
-  const Sources in(db, ReadMeta(db, report));
+  Sources in(db, ReadMeta(db, report));
   ChooseReportDays(in, options, report);
-  AddTimeline(in, report);
+  const std::vector<NightWindow> windows = NightWindows(in, report.days);
+  NightEnergy nightEnergy(windows);
+  in.energy = std::make_unique<EnergyView>(
+      db, [&](const PowerInterval& interval) { nightEnergy.add(interval); });
+  report.nights = FindNights(windows, in.points, in.reasons, in.running,
+                             in.energy->recorded ? &nightEnergy : nullptr);
   AddReading(db, in, options, report);
 
+  std::map<std::string, const Night*> nightOf;
+  for (const Night& night : report.nights) nightOf[night.day] = &night;
   Table days = DaysTable();
-  for (const std::string& day : report.days) days.rows.push_back(DayCard(in, day));
+  std::vector<DayFigures> figures;
+  for (const std::string& day : report.days) {
+    const Night* night = nightOf.count(day) ? nightOf[day] : nullptr;
+    days.rows.push_back(DayCard(in, day, night));
+    figures.push_back(FiguresOf(days, days.rows.back(), *in.energy, night));
+  }
+  report.summary = Summarize(figures);
   const std::vector<std::string>& shown = report.days;
   report.tables = {std::move(days),
                    StatesTable(in, shown),
                    AppsTable(in.keys, shown),
-                   AppEnergyTable(in.energy, shown),
+                   AppEnergyTable(*in.energy, shown),
+                   NightsTable(report.nights),
                    WakesTable(in.keys, shown),
                    BrightnessTable(in.keys, shown),
                    SettingTable(in.keys, shown),
@@ -702,6 +864,7 @@ Report BuildReport(Database& db, const ReportOptions& options) {
   if (!options.compare.empty()) {
     report.tables.push_back(CompareTable(in, options.compare, report.tables.front()));
   }
+  AddTimeline(in, report);
   return report;
 }
 

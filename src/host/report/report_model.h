@@ -7,7 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include "host/report/nights.h"
 #include "host/report/report_table.h"
+#include "host/report/report_timeline.h"
+#include "host/report/summary.h"
 #include "host/store/sqlite.h"
 #include "host/store/store_reading.h"
 
@@ -16,17 +19,6 @@ namespace tl::host::report {
 struct ReportOptions {
   DayRange days;
   std::vector<std::string> compare;  // days to set side by side; none: no comparison
-};
-
-// A point of the timeline, as the daemon recorded it.
-struct TimelinePoint {
-  double at = 0;  // seconds since 1970
-  int32_t utcOffset = 0;
-  std::string event;
-  std::optional<int> state;  // base-state bits after the event
-  std::optional<double> level;
-  std::optional<int64_t> thermal;
-  std::optional<std::string> wakeReason;
 };
 
 // A stretch of time nobody recorded: the daemon was not running.
@@ -46,6 +38,9 @@ struct Report {
   std::vector<std::string> reading;  // how to read the report, a sentence a line
   std::vector<Table> tables;         // the views in order
   std::vector<TimelinePoint> timeline;
+  std::vector<std::string> wakeReasons;  // the timeline's, each once; the first is none
+  std::vector<Night> nights;             // of the days shown
+  std::vector<DaySummary> summary;       // a day's answers in words, for the days shown
   std::vector<Stretch> notRecorded;
   // Days that hold data but are not shown (far from the others, or no calendar day), each with
   // how many values it holds.

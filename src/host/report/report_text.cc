@@ -232,7 +232,24 @@ std::string Plain(const Table& table) {
 std::string RenderText(const Report& report) {
   std::string out = "tallyd report";
   if (!report.days.empty()) out += ", " + report.days.front() + " to " + report.days.back();
-  out += "\n\n";
+  out += "\n";
+  // The answers first: the summary of the last days shown.
+  constexpr size_t kSummaryDays = 7;
+  if (!report.summary.empty()) {
+    out += "\n== Summary\n";
+    const size_t first =
+        report.summary.size() > kSummaryDays ? report.summary.size() - kSummaryDays : 0;
+    if (first > 0) {
+      out += Wrap("The last " + std::to_string(kSummaryDays) + " days; --format json holds the " +
+                      "summary of every day.",
+                  "");
+    }
+    for (size_t i = first; i < report.summary.size(); ++i) {
+      out += "-- " + report.summary[i].day + "\n";
+      for (const std::string& sentence : report.summary[i].sentences) out += Wrap(sentence, "  ");
+    }
+  }
+  out += "\n";
   for (const std::string& sentence : report.reading) out += Wrap(sentence, "  ");
   for (const Stretch& s : report.notRecorded) {
     out += Wrap("Not recorded: " + LocalClock(s.from, s.utcOffset) + " to " +
@@ -247,7 +264,7 @@ std::string RenderText(const Report& report) {
       continue;
     }
     if (!table.note.empty()) out += Wrap(table.note, "");
-    if (table.name == "days") {
+    if (table.name == "days" || table.name == "nights") {
       out += Cards(table);
     } else if (!table.columns.empty() && table.columns[0].kind == Kind::kDay) {
       out += ByDay(table);
