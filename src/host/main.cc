@@ -232,6 +232,7 @@ int ReportCommand(const Arguments& args) {
   if (args.has("--table") && format != "csv") {
     throw CommandError(kExitUsage, "--table goes with --format csv");
   }
+  options.pageTimeline = format == "html";
   Database db = OpenStoreForReading(StorePath(args));
   const report::Report report = report::BuildReport(db, options);
   if (format == "html") {

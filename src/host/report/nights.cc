@@ -79,7 +79,7 @@ std::vector<Night> FindNights(const std::vector<NightWindow>& windows,
   }
   int state = -1;  // unknown: before the first row, after a stop
   std::optional<float> level;
-  std::optional<int32_t> thermal;
+  std::optional<int16_t> thermal;
   int32_t offset = points.empty() ? 0 : points.front().utcOffset;
   double previous = 0;
   size_t first = 0;  // the first night not yet over
@@ -118,13 +118,15 @@ std::vector<Night> FindNights(const std::vector<NightWindow>& windows,
         std::istringstream words(p.wakeReason < reasons.size() ? reasons[p.wakeReason] : "");
         for (std::string reason; words >> reason;) ++w.reasons[reason];
       }
-      if (p.thermal) night.thermalMax = std::max(night.thermalMax.value_or(*p.thermal), *p.thermal);
+      if (p.thermal) {
+        night.thermalMax = std::max<int32_t>(night.thermalMax.value_or(*p.thermal), *p.thermal);
+      }
       if (p.level && !w.levelStart) w.levelStart = p.level;
     }
     if (p.event == Event::kStop) {
       state = -1;
     } else if (p.state) {
-      state = std::max(0, *p.state);
+      state = std::max<int>(0, *p.state);
     }
     if (p.level) level = p.level;
     if (p.thermal) thermal = p.thermal;

@@ -16,6 +16,8 @@ std::string RenderCsv(const Table& table);
 std::string RenderJson(const Report& report);
 // Opens offline: the chart library, the styles and the data are all inside.
 std::string RenderHtml(const Report& report);
+// The data the page embeds and draws from, as JSON.
+std::string PageData(const Report& report);
 
 // A number as the data formats write it: integers without a point, others to three decimals.
 std::string DataNumber(double value);

@@ -35,23 +35,41 @@ constexpr const char* kAppKeys[] = {"appActiveTime.", "appBackgroundActiveTime."
 
 Cell Maybe(std::optional<double> v) { return v ? Cell(*v) : Cell(); }
 
-// Values of the store by day and key.
+// Values of the store by day and key. A year holds hundreds of thousands of scalars: each key's
+// name is kept once, and a day's scalars are (key, value) pairs in the order of the names.
 class Keys {
  public:
   Keys(Database& db) {
-    for (KeyRow& row : ReadKeys(db, "", {})) {
+    std::vector<KeyRow> rows = ReadKeys(db, "", {});
+    std::map<std::string, uint32_t> ids;
+    for (const KeyRow& row : rows) {
+      if (!row.distribution) ids.emplace(row.key, 0);
+    }
+    for (auto& [name, id] : ids) {
+      id = static_cast<uint32_t>(names_.size());
+      names_.push_back(name);
+    }
+    for (KeyRow& row : rows) {
       ++days_[row.day];
       if (row.distribution) {
-        samples_[{row.day, row.key}] = row;
+        samples_[{row.day, row.key}] = std::move(row);
       } else {
-        scalars_[{row.day, row.key}] = row.value.value();
+        scalars_[row.day].push_back({ids.at(row.key), row.value.value()});
       }
+    }
+    for (auto& [day, entries] : scalars_) {
+      std::sort(entries.begin(), entries.end(),
+                [](const Entry& a, const Entry& b) { return a.id < b.id; });
+      entries.shrink_to_fit();
     }
   }
   std::optional<double> scalar(const std::string& day, const std::string& key) const {
-    auto it = scalars_.find({day, key});
-    if (it == scalars_.end()) return std::nullopt;
-    return it->second;
+    auto name = std::lower_bound(names_.begin(), names_.end(), key);
+    if (name == names_.end() || *name != key) return std::nullopt;
+    const auto found = range(day, static_cast<uint32_t>(name - names_.begin()),
+                             static_cast<uint32_t>(name - names_.begin()) + 1);
+    if (found.first == found.second) return std::nullopt;
+    return found.first->value;
   }
   const KeyRow* sample(const std::string& day, const std::string& key) const {
     auto it = samples_.find({day, key});
@@ -65,10 +83,13 @@ class Keys {
   std::map<std::string, double> withPrefix(const std::string& day,
                                            const std::string& prefix) const {
     std::map<std::string, double> found;
-    for (auto it = scalars_.lower_bound({day, prefix});
-         it != scalars_.end() && it->first.first == day && it->first.second.starts_with(prefix);
-         ++it) {
-      found[it->first.second.substr(prefix.size())] = it->second;
+    auto first = std::lower_bound(names_.begin(), names_.end(), prefix);
+    auto last = first;
+    while (last != names_.end() && last->starts_with(prefix)) ++last;
+    const auto entries = range(day, static_cast<uint32_t>(first - names_.begin()),
+                               static_cast<uint32_t>(last - names_.begin()));
+    for (auto it = entries.first; it != entries.second; ++it) {
+      found[names_[it->id].substr(prefix.size())] = it->value;
     }
     return found;
   }
@@ -86,8 +107,26 @@ class Keys {
   const std::map<std::string, size_t>& days() const { return days_; }
 
  private:
+  struct Entry {
+    uint32_t id;  // into names_
+    double value;
+  };
+  using Entries = std::vector<Entry>;
+  // The day's scalars whose key ids lie in [from, to).
+  std::pair<Entries::const_iterator, Entries::const_iterator> range(const std::string& day,
+                                                                    uint32_t from,
+                                                                    uint32_t to) const {
+    auto it = scalars_.find(day);
+    if (it == scalars_.end()) return {};
+    const Entries& e = it->second;
+    auto byId = [](const Entry& entry, uint32_t id) { return entry.id < id; };
+    return {std::lower_bound(e.begin(), e.end(), from, byId),
+            std::lower_bound(e.begin(), e.end(), to, byId)};
+  }
+
   std::map<std::string, size_t> days_;
-  std::map<std::pair<std::string, std::string>, double> scalars_;
+  std::vector<std::string> names_;  // sorted
+  std::map<std::string, Entries> scalars_;
   std::map<std::pair<std::string, std::string>, KeyRow> samples_;
 };
 
@@ -272,17 +311,17 @@ struct Sources {
 
   Sources(Database& db, const date::time_zone* z) : keys(db), zone(z) {
     std::map<std::string, uint16_t> reasonIndex;
+    points.reserve(CountTimelineRows(db));
     ForEachTimelineRow(db, [&](const TimelineRow& row) {
       ++timelineDays[row.day];
       TimelinePoint p;
       p.at = row.at;
       p.utcOffset = row.utcOffset;
       p.event = EventOf(row.event);
-      p.state = row.state;
       if (row.level) p.level = static_cast<float>(*row.level);
-      if (row.thermal) {
-        p.thermal = static_cast<int32_t>(std::clamp<int64_t>(*row.thermal, -1'000'000, 1'000'000));
-      }
+      if (row.state) p.state = static_cast<int16_t>(std::clamp(*row.state, -1, INT16_MAX));
+      if (row.thermal)
+        p.thermal = static_cast<int16_t>(std::clamp<int64_t>(*row.thermal, -1, INT16_MAX));
       if (row.wakeReason && reasons.size() < UINT16_MAX) {
         auto [it, added] =
             reasonIndex.emplace(*row.wakeReason, static_cast<uint16_t>(reasons.size()));
@@ -837,6 +876,18 @@ Report BuildReport(Database& db, const ReportOptions& options) {
       db, [&](const PowerInterval& interval) { nightEnergy.add(interval); });
   report.nights = FindNights(windows, in.points, in.reasons, in.running,
                              in.energy->recorded ? &nightEnergy : nullptr);
+  if (options.pageTimeline) {
+    PageSampler sampler;
+    int32_t offset = in.points.empty() ? 0 : in.points.front().utcOffset;
+    std::erase_if(in.points, [&](const TimelinePoint& p) {
+      const bool changed = sampler.state(p).has_value();
+      const bool level = sampler.level(p, changed).has_value();
+      const bool moved = p.utcOffset != offset;  // the offsets of the times shown stay right
+      offset = p.utcOffset;
+      return p.event == Event::kBattery && !changed && !level && !moved;
+    });
+    in.points.shrink_to_fit();
+  }
   AddReading(db, in, options, report);
 
   std::map<std::string, const Night*> nightOf;

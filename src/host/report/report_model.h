@@ -19,6 +19,9 @@ namespace tl::host::report {
 struct ReportOptions {
   DayRange days;
   std::vector<std::string> compare;  // days to set side by side; none: no comparison
+  // Keep only the timeline points a page draws (PageSampler), once the nights are found: a
+  // year's battery readings are most of a long report's memory.
+  bool pageTimeline = false;
 };
 
 // A stretch of time nobody recorded: the daemon was not running.

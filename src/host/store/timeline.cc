@@ -1,6 +1,8 @@
 // Timeline: the timeline table, its rows and their reading back.
 #include "host/store/timeline.h"
 
+#include <algorithm>
+
 namespace tl::host {
 
 namespace {
@@ -82,6 +84,14 @@ void ForEachTimelineRow(Database& db, const std::function<void(TimelineRow& row)
     row.thermal = OptionalInt(list, 11);
     visit(row);
   }
+}
+
+size_t CountTimelineRows(Database& db) {
+  if (!db.hasTable("timeline")) return 0;
+  Statement count = db.prepare("SELECT COUNT(*) FROM timeline");
+  const size_t rows =
+      count.row() ? static_cast<size_t>(std::max<int64_t>(0, count.columnInt64(0))) : 0;
+  return rows;
 }
 
 std::vector<TimelineRow> ReadTimeline(Database& db) {

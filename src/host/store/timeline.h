@@ -63,5 +63,7 @@ class Timeline {
 void ForEachTimelineRow(Database& db, const std::function<void(TimelineRow& row)>& visit);
 // The rows of a store in time order; none when the store has no timeline.
 std::vector<TimelineRow> ReadTimeline(Database& db);
+// How many rows the store's timeline has.
+size_t CountTimelineRows(Database& db);
 
 }  // namespace tl::host

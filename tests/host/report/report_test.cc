@@ -234,19 +234,29 @@ TEST_F(ReportTest, TheSampleDayPageOpensOfflineAndItsDataParses) {
                               "sendBeacon", "<iframe", "<img"}) {
     EXPECT_EQ(page.find(request), std::string::npos) << request;
   }
-  // The data block parses and holds the sample day's wakes and applications.
+  // The data block parses and holds the sample day's wakes and applications, each table with
+  // as many rows as its CSV.
   const std::string open = "<script type=\"application/json\" id=\"report-data\">";
   const size_t start = page.find(open) + open.size();
   const Json data = Json::parse(page.substr(start, page.find("</script>", start) - start));
   EXPECT_EQ(data["days"], Json({"2026-07-01", "2026-07-02"}));
-  EXPECT_EQ(Row(data, "wakes", "2026-07-01", "reason", "spu_ferrite")["wakes"], 1);
-  EXPECT_EQ(Row(data, "apps", "2026-07-01", "bundle", "com.example.notes")["active_s"], 1500);
-  // Every table's CSV parses, in the page and from the command line.
+  auto cell = [&](const std::string& table, size_t row, const std::string& column) {
+    const Json& t = data["tables"][table];
+    for (size_t c = 0; c < t["columns"].size(); ++c) {
+      if (t["columns"][c][0] != column) continue;
+      const Json& v = t["rows"][row][c];
+      const int kind = t["columns"][c][2];
+      return kind <= 1 && v.is_number() ? t["texts"][v.get<size_t>()] : v;
+    }
+    return Json();
+  };
+  EXPECT_EQ(cell("wakes", 1, "reason"), "spu_ferrite");
+  EXPECT_EQ(cell("apps", 1, "bundle"), "com.example.notes");
+  EXPECT_EQ(cell("apps", 1, "active_s"), 1500);
   for (const auto& [name, table] : data["tables"].items()) {
     Result csv = tallyd("report --db " + db() + " --format csv --table " + name);
     ASSERT_EQ(csv.status, 0) << csv.err;
     EXPECT_EQ(ParseCsv(csv.out).size(), table["rows"].size() + 1) << name;
-    EXPECT_THAT(page, HasSubstr("data-name=\"" + name + "\""));
   }
   // The text fits a terminal of 80 columns.
   Result text = tallyd("report --db " + db() + " --format text");
@@ -265,6 +275,60 @@ TEST_F(ReportTest, TheSampleDayPageOpensOfflineAndItsDataParses) {
   Result unknown = tallyd("report --db " + db() + " --compare 2026-07-01,2030-01-01");
   EXPECT_EQ(unknown.status, 64);
   EXPECT_THAT(unknown.err, HasSubstr("--compare 2030-01-01: the store holds nothing of that day"));
+}
+
+TEST_F(ReportTest, TheSampleWeeksNightsAndSummaryAsItsScheduleHasThem) {
+  std::ifstream sample(std::string(SOURCE_DIR) + "/examples/sample-week.jsonl");
+  Result run = replay(std::string(std::istreambuf_iterator<char>(sample), {}));
+  ASSERT_EQ(run.status, 0) << run.err;
+  const Json report = json();
+  // Nights run 22:00 to 07:00. The first is recorded from midnight, 7 of its 9 hours; each of
+  // the others whole. The night to 06-04 wakes every 4 minutes from 23:30 to 06:50: 110 wakes in
+  // 9 hours. The night to 06-06 the sync app holds the device awake with the screen off from
+  // 23:05 to 04:30, then it sleeps until 07:00. The night to 06-07 is on the charger from 22:40.
+  std::vector<std::string> verdicts;
+  for (const Json& n : report["tables"]["nights"]["rows"]) verdicts.push_back(n["verdict"]);
+  EXPECT_EQ(verdicts, (std::vector<std::string>{"asleep", "hot", "asleep", "wake loop", "asleep",
+                                                "kept awake", "on charger"}));
+  const Json& first = report["tables"]["nights"]["rows"][0];
+  EXPECT_EQ(first["recorded_s"], 7 * 3600);
+  EXPECT_EQ(first["wakes"], 1);
+  EXPECT_EQ(first["top_wake_reasons"], "rtc 1");
+  const Json& loop = Row(report, "nights", "2026-06-04", "verdict", "wake loop");
+  EXPECT_EQ(loop["recorded_s"], 9 * 3600);
+  EXPECT_EQ(loop["wakes"], 110);
+  EXPECT_NEAR(loop["wakes_per_h"].get<double>(), 110.0 / 9, 0.001);
+  EXPECT_EQ(loop["top_wake_reasons"], "wlan 110");
+  const Json& held = Row(report, "nights", "2026-06-06", "verdict", "kept awake");
+  EXPECT_EQ(held["awake_screen_off_s"], 5 * 3600 + 25 * 60);
+  EXPECT_EQ(held["asleep_s"], 2 * 3600 + 30 * 60);
+  EXPECT_EQ(held["screen_on_s"], 3600 + 5 * 60);
+  EXPECT_EQ(Row(report, "nights", "2026-06-02", "verdict", "hot")["thermal_max"], 2);
+  EXPECT_EQ(Row(report, "nights", "2026-06-07", "verdict", "on charger")["plugged_s"],
+            9 * 3600 - 40 * 60);
+  // The summary sets each day against the median of the days before it, once there are three.
+  const Json& summary = report["summary"];
+  ASSERT_EQ(summary.size(), 7u);
+  EXPECT_EQ(summary[2]["typical_days"], 0);
+  EXPECT_EQ(summary[3]["typical_days"], 3);
+  EXPECT_EQ(summary[3]["night_verdict"], "wake loop");
+  ASSERT_EQ(summary[3]["unusual"].size(), 1u);
+  EXPECT_EQ(summary[3]["unusual"][0]["measure"], "night_wakes_per_h");
+  // The quiet nights woke once in 9 hours (the first once in 7).
+  EXPECT_NEAR(summary[3]["unusual"][0]["typical"].get<double>(), 1.0 / 9, 0.001);
+  bool syncNew = false;
+  for (const Json& u : summary[5]["unusual"]) {
+    syncNew = syncNew || (u["app"] == "com.example.sync" && u["typical"] == 0);
+  }
+  EXPECT_TRUE(syncNew) << summary[5].dump();
+  EXPECT_EQ(summary[5]["consumers_estimated"][1]["name"], "com.example.sync");
+  EXPECT_EQ(summary[6]["unusual"].size(), 0u);
+  // The text's first screen is the summary.
+  Result text = tallyd("report --db " + db() + " --format text");
+  ASSERT_EQ(text.status, 0) << text.err;
+  EXPECT_EQ(text.out.find("== Summary"), text.out.find('\n') + 2);
+  std::istringstream lines(text.out);
+  for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80u) << line;
 }
 
 }  // namespace
