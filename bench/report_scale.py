@@ -6,7 +6,6 @@ size and how long Chromium takes to open it and draw every chart, at desktop and
     bench/report_scale.py [LINES] [--tallyd build/bin/tallyd] [--dir /tmp/tallyd-scale]
 """
 import argparse
-import importlib.util
 import os
 import pathlib
 import re
@@ -46,11 +45,10 @@ def main(argv):
     seconds, peak = timed([args.tallyd, "report", "--db", db, "-o", page])
     print(f"{days} days: HTML written in {seconds:.1f} s, peak {peak:.0f} MB, "
           f"{os.path.getsize(page) / 1e6:.2f} MB")
+    # The browser test's driver of Chromium, shared rather than written twice.
     os.environ.setdefault("TALLYD", args.tallyd)
-    spec = importlib.util.spec_from_file_location(
-        "browser_test", ROOT / "tests" / "host" / "report" / "browser_test.py")
-    browser_test = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(browser_test)
+    sys.path.insert(0, str(ROOT / "tests" / "host" / "report"))
+    import browser_test  # pylint: disable=import-outside-toplevel
     browser = browser_test.Browser(os.path.join(args.dir, "profile"))
     try:
         for width in (1200, 360, 1200):

@@ -45,12 +45,6 @@ struct Walked {
   std::map<std::string, int64_t> reasons;
 };
 
-double Overlap(const std::vector<std::pair<double, double>>& stretches, double from, double to) {
-  double total = 0;
-  for (const auto& [a, b] : stretches) total += std::max(0.0, std::min(b, to) - std::max(a, from));
-  return total;
-}
-
 std::string Verdict(const Night& night) {
   std::vector<std::string> found;
   if (night.wakesPerHour > kWakeLoopPerHour) found.emplace_back("wake loop");

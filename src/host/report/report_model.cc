@@ -255,12 +255,6 @@ std::vector<std::pair<double, double>> RunningStretches(const std::vector<Timeli
   return running;
 }
 
-double Overlap(const std::vector<std::pair<double, double>>& stretches, double from, double to) {
-  double total = 0;
-  for (const auto& [a, b] : stretches) total += std::max(0.0, std::min(b, to) - std::max(a, from));
-  return total;
-}
-
 }  // namespace
 
 const char* EventName(Event event) {

@@ -1,8 +1,11 @@
 // The report's timeline points: each row of the store's timeline, kept small.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace tl::host::report {
 
@@ -33,6 +36,14 @@ struct TimelinePoint {
   std::optional<float> level;    // percent of the full charge
   std::optional<int16_t> thermal;
 };
+
+// How much of [from, to) the stretches (apart from one another) cover, in seconds.
+inline double Overlap(const std::vector<std::pair<double, double>>& stretches, double from,
+                      double to) {
+  double total = 0;
+  for (const auto& [a, b] : stretches) total += std::max(0.0, std::min(b, to) - std::max(a, from));
+  return total;
+}
 
 // What a page draws of the timeline: each change of state, and the battery level when the state
 // changes with it or at most every half hour (it moves slowly, and a year of every reading
