@@ -11,13 +11,18 @@
   function publish() {
     health.pageWidth = document.documentElement.scrollWidth;
     health.windowWidth = window.innerWidth;
+    health.ink = ink();
     document.body.dataset.health = JSON.stringify(health);
   }
 
   var data = JSON.parse(document.getElementById("report-data").textContent);
+  // The colours of axes and lines are read at each drawing, so that a switch to dark mode or a
+  // printout (black on white) redraws the charts in its own colours.
   var css = getComputedStyle(document.body);
-  var FG = css.getPropertyValue("--fg").trim() || "#1d232a";
-  var GRID = css.getPropertyValue("--grid").trim() || "rgba(0,0,0,0.1)";
+  function ink() { return css.getPropertyValue("--fg").trim() || "#1d232a"; }
+  function gridInk() { return css.getPropertyValue("--grid").trim() || "rgba(0,0,0,0.1)"; }
+  var charts = [];
+  function restyle() { charts.forEach(function (plot) { plot.redraw(false); }); }
   var width = Math.max(240, Math.min(document.body.clientWidth || 1000, 1100) - 32);
   var DAY = 86400, DETAIL_SPAN = 14 * DAY;
   // Told apart by people with any colour vision (Okabe and Ito's palette).
@@ -119,7 +124,7 @@
       ctx.fillStyle = "rgba(128,128,128,0.3)";
       data.not_recorded.forEach(function (s) { ctx.fillRect(x(s[0]), top, Math.max(1, x(s[1]) - x(s[0])), height); });
       if (max - min <= 62 * DAY) {
-        ctx.strokeStyle = FG; ctx.globalAlpha = 0.5; ctx.setLineDash([2, 3]);
+        ctx.strokeStyle = ink(); ctx.globalAlpha = 0.5; ctx.setLineDash([2, 3]);
         data.midnights.forEach(function (m) {
           if (m < min || m > max) return;
           ctx.beginPath(); ctx.moveTo(x(m), top); ctx.lineTo(x(m), top + height); ctx.stroke();
@@ -162,12 +167,13 @@
       var pixels = plot.ctx.getImageData(0, 0, canvas.width, canvas.height).data;
       for (var i = 3; i < pixels.length; i += 16) if (pixels[i] > 0) count++;
       health.charts[id] = { points: plot.data[0].length, painted: count };
+      if (charts.indexOf(plot) < 0) charts.push(plot);
       publish();
     }]);
     return opts;
   }
   function axis(extra) {
-    var a = { stroke: FG, grid: { stroke: GRID }, ticks: { stroke: GRID } };
+    var a = { stroke: ink, grid: { stroke: gridInk }, ticks: { stroke: gridInk } };
     for (var k in extra) a[k] = extra[k];
     return a;
   }
@@ -189,6 +195,8 @@
       }
     });
     detail = wantDetail;
+    health.zoom = { min: min, max: max };
+    publish();
   }
   function zoomTo(from, to) {
     if (timelineCharts.length) timelineCharts[0].plot.setScale("x", { min: from, max: to });
@@ -467,6 +475,12 @@
     link("report.json", "application/json", document.getElementById("report-data").textContent);
     data.order.forEach(function (name) { link(name + ".csv", "text/csv", csv(data.tables[name])); });
   }
+
+  if (window.matchMedia) {
+    window.matchMedia("(prefers-color-scheme: dark)").addEventListener("change", restyle);
+  }
+  window.addEventListener("beforeprint", restyle);
+  window.addEventListener("afterprint", restyle);
 
   [picker, fillTables, drawTimeline, drawStates, drawAppEnergy, drawBrightness, clicks, downloads].forEach(function (step) {
     try { step(); } catch (e) { health.errors.push(step.name + ": " + e.message); }
