@@ -20,6 +20,7 @@
 #include "host/store/stats_daemon.h"
 #include "host/store/store_meta.h"
 #include "host/version.h"
+#include "platform/linux/apps/app_catalog.h"
 #include "platform/linux/roles/linux_device.h"
 #include "platform/linux/roles/notify_service.h"
 
@@ -154,6 +155,15 @@ int Run(const RunOptions& given) {
       meta.set(kMetaSystemVersion, SystemVersionText(*version));
     }
     meta.set(kMetaTallydVersion, kTallydVersion);
+    // Derived from the machine's identifier for tallyd alone, so that an export can be told
+    // from another machine's without giving the machine's own identifier away.
+    if (!meta.get(kMetaDeviceId)) {
+      if (auto id = linuxdev::MachineVendorIdentifier("tallyd device")) {
+        meta.set(kMetaDeviceId, id->text());
+      } else {
+        meta.set(kMetaDeviceId, AnonymousDeviceId("run " + *meta.get(kMetaTraceStart)));
+      }
+    }
   });
   PowerTimeline power(machine, [&](const TimelineRow& row) {
     sink.inTransaction([&](StatsDaemon&) { timeline.add(row); });

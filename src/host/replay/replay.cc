@@ -380,7 +380,10 @@ void WriteMeta(const ReplayOptions& options, const TraceSummary& trace) {
   StoreMeta meta(db);
   meta.set(kMetaSource, "replay");
   meta.set(kMetaTrace, fs::absolute(options.trace).string());
-  meta.set(kMetaTraceHash, FileSha256(options.trace));
+  const std::string traceHash = FileSha256(options.trace);
+  meta.set(kMetaTraceHash, traceHash);
+  // A replayed device is its first trace: replaying it again makes the same device.
+  if (!meta.get(kMetaDeviceId)) meta.set(kMetaDeviceId, AnonymousDeviceId("replay " + traceHash));
   meta.set(kMetaTimeZone, trace.timeZone);
   meta.set(kMetaTraceStart, FormatNumber(trace.deviceStart));
   meta.set(kMetaMachine, trace.machine);

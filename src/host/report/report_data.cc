@@ -21,19 +21,6 @@ std::string CsvField(const std::string& text) {
   return quoted + "\"";
 }
 
-Json CellJson(const Cell& cell) {
-  if (auto* i = std::get_if<int64_t>(&cell)) return *i;
-  if (auto* d = std::get_if<double>(&cell)) {
-    const double rounded = std::round(*d * 1000.0) / 1000.0;
-    if (rounded == std::trunc(rounded) && std::fabs(rounded) < 1e15) {
-      return static_cast<int64_t>(rounded);
-    }
-    return rounded;
-  }
-  if (auto* s = std::get_if<std::string>(&cell)) return *s;
-  return nullptr;
-}
-
 Json Optional(const std::optional<double>& value) { return value ? CellJson(*value) : Json(); }
 
 // Each day's summary: its sentences, and the figures they are made of.
@@ -68,6 +55,20 @@ Json SummaryJson(const std::vector<DaySummary>& summary) {
 }
 
 }  // namespace
+
+Json CellJson(const Cell& cell) {
+  if (auto* i = std::get_if<int64_t>(&cell)) return *i;
+  if (auto* d = std::get_if<double>(&cell)) {
+    if (!std::isfinite(*d)) return nullptr;
+    const double rounded = std::round(*d * 1000.0) / 1000.0;
+    if (rounded == std::trunc(rounded) && std::fabs(rounded) < 1e15) {
+      return static_cast<int64_t>(rounded);
+    }
+    return rounded;
+  }
+  if (auto* s = std::get_if<std::string>(&cell)) return *s;
+  return nullptr;
+}
 
 // Three decimals at most; a number past 10^15 has none to round, and multiplying it could
 // overflow.

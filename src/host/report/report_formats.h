@@ -2,6 +2,7 @@
 // page.
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "host/report/report_model.h"
@@ -18,6 +19,10 @@ std::string RenderJson(const Report& report);
 std::string RenderHtml(const Report& report);
 // The data the page embeds and draws from, as JSON.
 std::string PageData(const Report& report);
+
+// A cell as the JSON formats write it: numbers as DataNumber does, null for none and for a
+// figure that is not finite.
+nlohmann::ordered_json CellJson(const Cell& cell);
 
 // A number as the data formats write it: integers without a point, others to three decimals.
 std::string DataNumber(double value);

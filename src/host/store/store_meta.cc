@@ -1,7 +1,22 @@
 // StoreMeta: the meta table's rows.
 #include "host/store/store_meta.h"
 
+#include <openssl/evp.h>
+
+#include <algorithm>
+
+#include "platform/uuid.h"
+
 namespace tl::host {
+
+std::string AnonymousDeviceId(std::string_view seed) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned length = 0;
+  EVP_Digest(seed.data(), seed.size(), digest, &length, EVP_sha256(), nullptr);
+  platform::Uuid id;
+  std::copy(digest, digest + id.bytes.size(), id.bytes.begin());
+  return id.text();
+}
 
 std::string SystemVersionText(const platform::Dictionary& version) {
   auto text = [&](const char* key) {

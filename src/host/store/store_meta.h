@@ -22,6 +22,12 @@ inline constexpr char kMetaTraceHash[] = "trace_sha256";
 inline constexpr char kMetaMachine[] = "machine";
 inline constexpr char kMetaSystemVersion[] = "system_version";
 inline constexpr char kMetaTallydVersion[] = "tallyd_version";
+// Set once, when the store is first filled: the anonymous identifier its exports carry.
+inline constexpr char kMetaDeviceId[] = "device_id";
+
+// An identifier that stands for a device and tells nothing of it: the first 16 bytes of the
+// SHA-256 of seed, as a UUID's text. The same seed always gives the same identifier.
+std::string AnonymousDeviceId(std::string_view seed);
 
 // A system version dictionary as one line: "NAME VERSION (BUILD)".
 std::string SystemVersionText(const platform::Dictionary& version);
