@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the benchmarks need, when any is missing,
-# and the report's chart library with npm, as web/package-lock.json pins it. With --browser, also
-# Chromium, which the report's browser test drives headless.
+# and with npm the report's chart library and the fleet example's DuckDB, as web/ and fleet/
+# package-lock.json pin them. With --browser, also Chromium, which the report's browser test drives
+# headless.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -48,4 +49,9 @@ fi
 # The chart library, exactly as the lock file pins it (its integrity hash is checked).
 if [ ! -f web/node_modules/uplot/dist/uPlot.iife.min.js ]; then
   (cd web && npm ci --no-audit --no-fund --loglevel=error)
+fi
+# DuckDB for the fleet queries: its native library comes inside its platform package from the
+# registry, so nothing is built and nothing is downloaded when it runs.
+if [ ! -f fleet/node_modules/@duckdb/node-api/package.json ]; then
+  (cd fleet && npm ci --no-audit --no-fund --loglevel=error)
 fi
