@@ -15,23 +15,12 @@ the same bytes.
 import json
 import sys
 
-from simphone import APPS, START, Phone, hours
+from simphone import START, Phone, hours
 
 
 def main():
     phone = Phone()
-    device = {
-        "start": START, "time_zone": "Europe/Paris", "machine": "SimPhone14,2", "locale": "FR",
-        "backlight": {"min": 0, "max": 100, "value": 0},
-        "apps": [{"bundle": b, "bundle_version": "1", "short_version": "1.0"} for b in APPS],
-        "processes": {str(pid): {"uuid": f"00000000-0000-4000-8000-{pid:012d}", "lp64": True}
-                      for pid in APPS.values()},
-        "wake_reason": "rtc",
-    }
-    phone.lines.append({"device": device})
-    phone.emit("load", True)
-    phone.gauge()
-    phone.sleep(10)
+    phone.begin(START, "Europe/Paris", "SimPhone14,2", "FR")
     for d in range(7):
         night_to = d + 1  # the night that ends on this day is the night to day d + 1
         # The night.

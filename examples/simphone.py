@@ -68,6 +68,25 @@ class Phone:
         self.emit("battery", {"CurrentCapacity": round(self.mwh / VOLTS), "Voltage": round(VOLTS * 1000)})
         self.last_gauge = self.at
 
+    def begin(self, start, zone, machine, locale, system_version=None):
+        """The trace's device line for this phone and its apps, then the module loaded and the
+        phone put to sleep."""
+        device = {"start": start, "time_zone": zone, "machine": machine, "locale": locale}
+        if system_version:
+            device["system_version"] = system_version
+        device.update({
+            "backlight": {"min": 0, "max": 100, "value": 0},
+            "apps": [{"bundle": b, "bundle_version": "1", "short_version": "1.0"}
+                     for b in self.apps],
+            "processes": {str(pid): {"uuid": f"00000000-0000-4000-8000-{pid:012d}", "lp64": True}
+                          for pid in self.apps.values()},
+            "wake_reason": "rtc",
+        })
+        self.lines.append({"device": device})
+        self.emit("load", True)
+        self.gauge()
+        self.sleep(10)
+
     def at_time(self, t):
         self.advance(t)
         return self

@@ -66,21 +66,9 @@ def trace(p, days):
     phone = Phone(apps=apps, foreground_cpu={a: CATALOG[a][0] for a in apps},
                   background_cpu={a: CATALOG[a][1] for a in apps if CATALOG[a][1]})
     start = int(datetime.fromisoformat(FIRST_DAY).replace(tzinfo=ZoneInfo(p["zone"])).timestamp())
-    build = VERSIONS[p["version"]]
-    device = {
-        "start": start, "time_zone": p["zone"], "machine": p["model"], "locale": "US",
-        "system_version": {"ProductName": "SimOS", "ProductVersion": p["version"],
-                           "ProductBuildVersion": build},
-        "backlight": {"min": 0, "max": 100, "value": 0},
-        "apps": [{"bundle": b, "bundle_version": "1", "short_version": "1.0"} for b in apps],
-        "processes": {str(pid): {"uuid": f"00000000-0000-4000-8000-{pid:012d}", "lp64": True}
-                      for pid in apps.values()},
-        "wake_reason": "rtc",
-    }
-    phone.lines.append({"device": device})
-    phone.emit("load", True)
-    phone.gauge()
-    phone.sleep(10)
+    phone.begin(start, p["zone"], p["model"], "US",
+                {"ProductName": "SimOS", "ProductVersion": p["version"],
+                 "ProductBuildVersion": VERSIONS[p["version"]]})
     h = lambda d, hour, minute=0: d * DAY + hour * 3600 + minute * 60  # noqa: E731
     for d in range(days):
         if d and p["wake_loop_night"] == d:
