@@ -117,6 +117,8 @@ export function page(results) {
     "<title>tallyd fleet</title><style>" + readFileSync(join(uplot, "uPlot.min.css"), "utf8") + css + "</style></head><body>" +
     "<h1>The fleet</h1><p class=note>Every figure is a query of fleet/queries/ run by DuckDB on the devices' exports. " +
     "Energy by application is estimated on each device from its power model (docs/ATTRIBUTION.md).</p>\n" + body +
+    "<footer class=note><p>Charts drawn with uPlot; its licence:</p><pre>" +
+    escape(readFileSync(join(uplot, "..", "LICENSE"), "utf8")) + "</pre></footer>\n" +
     "<script type=application/json id=fleet-data>" + data + "</script><script>" +
     readFileSync(join(uplot, "uPlot.iife.min.js"), "utf8") + "</script><script>" + script + "</script></body></html>\n";
 }
