@@ -44,20 +44,15 @@ def main(argv):
           f"exports {size(out / 'exports'):.0f} MB, Parquet {size(out / 'parquet'):.1f} MB")
 
     fleet = ["node", str(ROOT / "fleet" / "fleet.mjs")]
-    load = subprocess.run(["/usr/bin/time", "-v", *fleet, "load", str(out / "exports"),
-                           str(out / "parquet")], capture_output=True, text=True, check=True)
-    peak = int(re.search(r"Maximum resident set size \(kbytes\): (\d+)", load.stderr).group(1))
-    for line in load.stderr.splitlines():
-        if line.startswith("fleet:"):
-            print("  load " + line[len("fleet: "):])
-    print(f"  load peak memory: {peak / 1024:.0f} MB")
-    query = subprocess.run(["/usr/bin/time", "-v", *fleet, "query", str(out / "parquet"),
-                            str(out)], capture_output=True, text=True, check=True)
-    peak = int(re.search(r"Maximum resident set size \(kbytes\): (\d+)", query.stderr).group(1))
-    for line in query.stderr.splitlines():
-        if line.startswith("fleet:"):
-            print("  query " + line[len("fleet: "):])
-    print(f"  query peak memory: {peak / 1024:.0f} MB")
+    for step, source, target in [("load", out / "exports", out / "parquet"),
+                                 ("query", out / "parquet", out)]:
+        run = subprocess.run(["/usr/bin/time", "-v", *fleet, step, str(source), str(target)],
+                             capture_output=True, text=True, check=True)
+        peak = int(re.search(r"Maximum resident set size \(kbytes\): (\d+)", run.stderr).group(1))
+        for line in run.stderr.splitlines():
+            if line.startswith("fleet:"):
+                print(f"  {step} {line[len('fleet: '):]}")
+        print(f"  {step} peak memory: {peak / 1024:.0f} MB")
 
     store = sorted((out / "stores").glob("*.db"))[0]
     seconds, megabytes = timed([args.tallyd, "export", "--db", str(store), "-o",
