@@ -5,7 +5,7 @@
 //   node fleet/fleet.mjs load EXPORTS PARQUET   EXPORTS/<device>/<table>.jsonl -> PARQUET/<table>.parquet
 //   node fleet/fleet.mjs query PARQUET OUT      -> OUT/results.json and OUT/fleet.html
 import { DuckDBInstance } from "@duckdb/node-api";
-import { mkdirSync, readFileSync, readdirSync, writeFileSync, existsSync } from "node:fs";
+import { existsSync, mkdirSync, readFileSync, readdirSync, renameSync, rmSync, writeFileSync } from "node:fs";
 import { basename, dirname, join, resolve } from "node:path";
 import { fileURLToPath } from "node:url";
 
@@ -42,8 +42,15 @@ async function load(exports, parquet) {
     const source = "read_json(" + quote(join(exports, "*", table + ".jsonl")) +
       ", format = 'newline_delimited', columns = " + types + ")";
     const target = join(parquet, table + ".parquet");
-    await connection.run("COPY (SELECT * FROM " + source + " ORDER BY device_id, day) TO " +
-                         quote(target) + " (FORMAT parquet, COMPRESSION zstd)");
+    // Written beside its place and renamed into it: a bad line leaves the table loaded before.
+    try {
+      await connection.run("COPY (SELECT * FROM " + source + " ORDER BY device_id, day) TO " +
+                           quote(target + ".part") + " (FORMAT parquet, COMPRESSION zstd)");
+    } catch (error) {
+      rmSync(target + ".part", { force: true });
+      fail(table + ": " + error.message, 65);
+    }
+    renameSync(target + ".part", target);
     const rows = (await connection.runAndReadAll("SELECT COUNT(*) FROM read_parquet(" + quote(target) + ")")).getRows()[0][0];
     process.stderr.write(`fleet: ${table}: ${rows} rows in ${((performance.now() - started) / 1000).toFixed(2)} s\n`);
   }

@@ -156,6 +156,23 @@ class FleetTest(unittest.TestCase):
                 first = json.loads(rows.readline())
             self.assertEqual(list(first), list(columns), table)
 
+        # A malformed line fails the load with the file it is in, and leaves the tables loaded
+        # before it.
+        bad = self.dir / "bad"
+        shutil.copytree(self.dir / "exports", bad / "exports")
+        shutil.copytree(self.dir / "parquet", bad / "parquet")
+        with open(bad / "exports" / export.name / "days.jsonl", "a") as days:
+            days.write('{"schema_version": 1, "device_id": "x", "day": \n')
+        before = (bad / "parquet" / "days.parquet").read_bytes()
+        load = subprocess.run(["node", str(ROOT / "fleet" / "fleet.mjs"), "load",
+                               str(bad / "exports"), str(bad / "parquet")],
+                              capture_output=True, text=True)
+        self.assertEqual(load.returncode, 65)
+        self.assertIn("days.jsonl", load.stderr)
+        self.assertEqual((bad / "parquet" / "days.parquet").read_bytes(), before)
+        self.assertEqual(sorted(p.name for p in (bad / "parquet").iterdir()),
+                         sorted(t + ".parquet" for t in schema))
+
         chromium = shutil.which("chromium")
         self.assertIsNotNone(chromium, "scripts/install-deps.sh --browser installs chromium")
         dom = subprocess.run(
